@@ -1,0 +1,36 @@
+# One-command entry points. Each installs the Debian packages that are missing,
+# configures and builds, then does its job.
+BUILD    ?= build
+JOBS     ?= 2
+PACKAGES := cmake g++ make libopencv-core-dev libgtest-dev libgmock-dev libbenchmark-dev libcereal-dev
+
+.PHONY: all deps build test demo bench clean
+
+all: build
+
+deps:
+	@missing=""; \
+	for p in $(PACKAGES); do \
+	  dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q 'install ok installed' || missing="$$missing $$p"; \
+	done; \
+	if [ -n "$$missing" ]; then \
+	  echo "Installing missing packages:$$missing"; \
+	  if [ "$$(id -u)" -ne 0 ]; then sudo=sudo; else sudo=; fi; \
+	  $$sudo apt-get update && DEBIAN_FRONTEND=noninteractive $$sudo apt-get install -y $$missing; \
+	fi
+
+build: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DZARVO_WARNINGS_AS_ERRORS=ON
+	cmake --build $(BUILD) -j$(JOBS)
+
+test: build
+	ctest --test-dir $(BUILD) --output-on-failure -j$(JOBS)
+
+demo: build
+	$(BUILD)/examples/zarvo_demo
+
+bench: build
+	@for b in $(BUILD)/bench/zarvo_bench_*; do echo "== $$b"; $$b || exit 1; done
+
+clean:
+	rm -rf $(BUILD)

@@ -1,0 +1,97 @@
+#include "core/datatypes/TypeObject.h"
+
+#include <cstdint>
+#include <iostream>
+#include <string>
+
+namespace zarvo::exp {
+
+std::unordered_map<std::type_index, TypeObject*>* TypeObject::m_pIdTypeObjects = nullptr;
+std::unordered_map<std::string, TypeObject*>* TypeObject::m_pStringTypeObjects = nullptr;
+int TypeObjectInitializer::s_count = 0;
+
+TypeObjectInitializer::TypeObjectInitializer() {
+    if (s_count++ == 0) {
+        TypeObject::m_pIdTypeObjects = new std::unordered_map<std::type_index, TypeObject*>();
+        TypeObject::m_pStringTypeObjects = new std::unordered_map<std::string, TypeObject*>();
+    }
+}
+
+TypeObjectInitializer::~TypeObjectInitializer() {
+    if (--s_count == 0) {
+        delete TypeObject::m_pIdTypeObjects;
+        TypeObject::m_pIdTypeObjects = nullptr;
+        for (auto& entry : *TypeObject::m_pStringTypeObjects) delete entry.second;
+        delete TypeObject::m_pStringTypeObjects;
+        TypeObject::m_pStringTypeObjects = nullptr;
+    }
+}
+
+TypeObject::~TypeObject() = default;
+
+const TypeObject* TypeObject::create(std::unique_ptr<TypeObject> entry) {
+    const std::type_info& type = entry->getTypeInfo();
+    if (m_pIdTypeObjects->emplace(std::type_index(type), entry.get()).second) {
+        if (!m_pStringTypeObjects->emplace(entry->getTypeString(), entry.get()).second) {
+            // The type stays findable by its id; the entry is never freed.
+            entry.release();
+            ZARVO_THROW("Type maps are inconsistent!");
+        }
+        return entry.release();
+    }
+    const std::string typeString = entry->getTypeString();
+    entry.reset();
+    if (typeString != find(type).getTypeString())
+        ZARVO_THROW("Error: tried to register a type twice with diffrent type string! TypeName = " << typeString);
+    std::cout << "WARNING: register type twice: " << typeString << "\n";
+    return nullptr;
+}
+
+const TypeObject* TypeObject::findP(const std::string& typeString) {
+    const auto it = m_pStringTypeObjects->find(typeString);
+    return it == m_pStringTypeObjects->end() ? nullptr : it->second;
+}
+
+const TypeObject* TypeObject::findP(const std::type_info& type) {
+    const auto it = m_pIdTypeObjects->find(std::type_index(type));
+    return it == m_pIdTypeObjects->end() ? nullptr : it->second;
+}
+
+const TypeObject& TypeObject::find(const std::string& typeString) {
+    const TypeObject* entry = findP(typeString);
+    if (entry == nullptr)
+        ZARVO_THROW("Unknown type string: " << typeString << " (Type registered with ZARVO_REGISTER_METATYPE(...) ?)");
+    return *entry;
+}
+
+const TypeObject& TypeObject::find(const std::type_info& type) {
+    const TypeObject* entry = findP(type);
+    if (entry == nullptr) ZARVO_THROW("Unknown type id: " << type.name());
+    return *entry;
+}
+
+const char* getStringFromType(const std::type_info& type) {
+    if (type == typeid(const char*)) return TypeObject::find(typeid(std::string)).getTypeString();
+    return TypeObject::find(type).getTypeString();
+}
+
+const std::type_info& getTypeFromString(const std::string& typeString) {
+    return TypeObject::find(typeString).getTypeInfo();
+}
+
+// The built-in types, in their fixed order of registration.
+ZARVO_REGISTER_METATYPE(bool, "bool");
+ZARVO_REGISTER_METATYPE(char, "char");
+ZARVO_REGISTER_METATYPE(signed char, "int8");
+ZARVO_REGISTER_METATYPE(unsigned char, "uint8");
+ZARVO_REGISTER_METATYPE(short, "int16");
+ZARVO_REGISTER_METATYPE(unsigned short, "uint16");
+ZARVO_REGISTER_METATYPE(int, "int32");
+ZARVO_REGISTER_METATYPE(unsigned int, "uint32");
+ZARVO_REGISTER_METATYPE(void, "void");
+ZARVO_REGISTER_METATYPE(std::int64_t, "int64");
+ZARVO_REGISTER_METATYPE(std::uint64_t, "uint64");
+ZARVO_REGISTER_METATYPE(float, "float");
+ZARVO_REGISTER_METATYPE(double, "double");
+
+}  // namespace zarvo::exp

@@ -1,0 +1,129 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <typeindex>
+#include <typeinfo>
+#include <unordered_map>
+
+#include "core/datatypes/Variant.h"
+#include "core/memory/MemoryBinary.h"
+
+namespace zarvo::exp {
+
+/// The registry entry of one value type: its text name, its std::type_info, and
+/// how to make a Variant of it from bytes or from text. The entries fill
+/// themselves during static initialisation through ZARVO_REGISTER_METATYPE.
+class TypeObject {
+public:
+    /// Keeps the pointer, not a copy: the name must outlive the entry (a string literal).
+    explicit TypeObject(const char* typeString) : m_typeString(typeString) {}
+    TypeObject(const TypeObject&) = default;
+    TypeObject& operator=(const TypeObject&) = default;
+    virtual ~TypeObject();
+
+    /// typeid of the registered type.
+    virtual const std::type_info& getTypeInfo() const = 0;
+    /// Reads one value from data (a complete byte form); size receives the bytes used.
+    virtual std::shared_ptr<Variant> deserialize(Endian endian, const char* data, size_t& size) const = 0;
+    /// Parses one value from its text form.
+    virtual std::shared_ptr<Variant> fromString(const std::string& text) const = 0;
+
+    /// The registered text name.
+    const char* getTypeString() const { return m_typeString; }
+
+    /// The entry of that name; throws a zarvo::Exception if there is none.
+    static const TypeObject& find(const std::string& typeString);
+    /// The entry of that type (const is ignored); throws a zarvo::Exception if there is none.
+    static const TypeObject& find(const std::type_info& type);
+    /// The entry of that name, or nullptr.
+    static const TypeObject* findP(const std::string& typeString);
+    /// The entry of that type, or nullptr.
+    static const TypeObject* findP(const std::type_info& type);
+
+    /// Registers T under typeString and returns the new entry. Registering T again
+    /// under the same name prints a warning line on standard output and returns
+    /// nullptr; under another name, or a new T under a taken name, throws.
+    template <class T>
+    static const TypeObject* create(const char* typeString);
+
+protected:
+    friend class TypeObjectInitializer;
+    /// Type identity to entry.
+    static std::unordered_map<std::type_index, TypeObject*>* m_pIdTypeObjects;
+    /// Text name to entry; owns the entries.
+    static std::unordered_map<std::string, TypeObject*>* m_pStringTypeObjects;
+
+private:
+    static const TypeObject* create(std::unique_ptr<TypeObject> entry);
+
+    const char* m_typeString;
+};
+
+/// The entry of one type T: makes Variant_<T> holders.
+template <class T>
+class TypeObject_ : public TypeObject {
+public:
+    /// An entry named typeString (kept by pointer).
+    explicit TypeObject_(const char* typeString) : TypeObject(typeString) {}
+    const std::type_info& getTypeInfo() const override { return typeid(T); }
+    std::shared_ptr<Variant> deserialize(Endian endian, const char* data, size_t& size) const override {
+        return Variant_<T>::deserialize_imp(endian, data, size);
+    }
+    std::shared_ptr<Variant> fromString(const std::string& text) const override {
+        return Variant_<T>::fromString_imp(text);
+    }
+};
+
+/// The entry "void": no value exists, so both readers give an empty pointer and
+/// leave size alone.
+template <>
+class TypeObject_<void> : public TypeObject {
+public:
+    /// An entry named typeString (kept by pointer).
+    explicit TypeObject_(const char* typeString) : TypeObject(typeString) {}
+    const std::type_info& getTypeInfo() const override { return typeid(void); }
+    std::shared_ptr<Variant> deserialize(Endian, const char*, size_t&) const override { return {}; }
+    std::shared_ptr<Variant> fromString(const std::string&) const override { return {}; }
+};
+
+/// The registered text name of a type; a const char* counts as "string". Throws
+/// what TypeObject::find throws.
+const char* getStringFromType(const std::type_info& type);
+/// The type registered under a name. Throws what TypeObject::find throws.
+const std::type_info& getTypeFromString(const std::string& typeString);
+
+/// Keeps the registry's maps alive for as long as any translation unit that
+/// includes this header is: the first one to start creates them, the last one
+/// to go deletes them and every entry.
+class TypeObjectInitializer {
+public:
+    TypeObjectInitializer();
+    ~TypeObjectInitializer();
+    TypeObjectInitializer(const TypeObjectInitializer&) = delete;
+    TypeObjectInitializer& operator=(const TypeObjectInitializer&) = delete;
+
+private:
+    static int s_count;
+};
+
+// One per translation unit, ahead of that unit's registrations.
+static TypeObjectInitializer s_typeObjectInitializer;
+
+template <class T>
+const TypeObject* TypeObject::create(const char* typeString) {
+    return create(std::make_unique<TypeObject_<T>>(typeString));
+}
+
+}  // namespace zarvo::exp
+
+#define ZARVO_REGISTER_METATYPE_JOIN2(a, b) a##b
+#define ZARVO_REGISTER_METATYPE_JOIN(a, b) ZARVO_REGISTER_METATYPE_JOIN2(a, b)
+
+/// Registers Type under the text name name (a string literal) during static
+/// initialisation. Type needs a byte form and a text form (see Variant_).
+#define ZARVO_REGISTER_METATYPE(Type, name)                                                        \
+    static const ::zarvo::exp::TypeObject* const ZARVO_REGISTER_METATYPE_JOIN(zarvoRegistered_,    \
+                                                                              __COUNTER__) =       \
+        ::zarvo::exp::TypeObject::create<Type>(name)

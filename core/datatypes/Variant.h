@@ -1,0 +1,302 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <limits>
+#include <list>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <typeinfo>
+#include <utility>
+#include <vector>
+
+#include "core/datatypes/ArrayDeleter.h"
+#include "core/memory/MemoryAcsii.h"
+#include "core/memory/MemoryBinary.h"
+#include "valuefault/Exception.h"
+
+namespace zarvo::exp {
+
+/// A value of a type known only at run time: asked about its type, read, compared,
+/// turned into text and bytes. Always held by std::shared_ptr<Variant>; shared,
+/// never cloned. Variant_<T> holds the value.
+class Variant {
+public:
+    Variant() = default;
+    Variant(const Variant&) = default;
+    Variant& operator=(const Variant&) = default;
+    virtual ~Variant();
+
+    /// T is a fundamental type.
+    virtual bool isFundamental() const = 0;
+    /// T is an enumeration (never, for the types of this library).
+    virtual bool isEnum() const = 0;
+    /// T is a class.
+    virtual bool isClass() const = 0;
+    /// T is arithmetic: the numeric getters work.
+    virtual bool isArithmetic() const = 0;
+    /// T is bool, a char kind or an integer.
+    virtual bool isIntegral() const = 0;
+    /// T is float or double.
+    virtual bool isFloatingPoint() const = 0;
+    /// T is a std::vector or a std::list.
+    virtual bool isContainer() const = 0;
+    /// T can be copied (always).
+    virtual bool isCopyable() const = 0;
+    /// equal_imp works for T.
+    virtual bool isComparable() const = 0;
+    /// T is const: no mutable address, no move.
+    virtual bool isConst() const = 0;
+    /// T has a byte form in both byte orders; when false only no_swap works.
+    virtual bool isSwappable() const = 0;
+    /// The registered text name of T; throws for an unregistered type.
+    virtual std::string getTypeString() const = 0;
+    /// typeid(T); const on T makes no difference.
+    virtual const std::type_info& getTypeInfo() const = 0;
+    /// Exact number of bytes serialize_imp writes for the present value.
+    virtual size_t sizeofT_imp() const = 0;
+    /// Mutable address of the held value; throws for a const T.
+    virtual void* address_imp() = 0;
+    /// Address of the held value.
+    virtual const void* address_imp() const = 0;
+    /// Address of the held value, for reading.
+    virtual const void* constAddress_imp() const = 0;
+    /// The text form of the value.
+    virtual std::string toString() const = 0;
+    /// The value as bool (value != 0); throws unless T is arithmetic.
+    virtual bool toBool() const = 0;
+    /// The value cast to signed char; throws unless T is arithmetic.
+    virtual signed char toInt8() const = 0;
+    /// The value cast to unsigned char; throws unless T is arithmetic.
+    virtual unsigned char toUInt8() const = 0;
+    /// The value cast to short; throws unless T is arithmetic.
+    virtual short toInt16() const = 0;
+    /// The value cast to unsigned short; throws unless T is arithmetic.
+    virtual unsigned short toUInt16() const = 0;
+    /// The value cast to int; throws unless T is arithmetic.
+    virtual int toInt32() const = 0;
+    /// The value cast to unsigned int; throws unless T is arithmetic.
+    virtual unsigned int toUInt32() const = 0;
+    /// The value cast to a 64-bit signed integer; throws unless T is arithmetic.
+    virtual std::int64_t toInt64() const = 0;
+    /// The value cast to a 64-bit unsigned integer; throws unless T is arithmetic.
+    virtual std::uint64_t toUInt64() const = 0;
+    /// The value cast to float; throws unless T is arithmetic.
+    virtual float toFloat() const = 0;
+    /// The value cast to double; throws unless T is arithmetic.
+    virtual double toDouble() const = 0;
+    /// Writes the byte form at data (sizeofT_imp() bytes of room); returns the bytes written.
+    virtual size_t serialize_imp(Endian endian, char* data) const = 0;
+    /// Equality with another, non-empty variant: integral values compare by value
+    /// across their types, everything else only within one type.
+    virtual bool equal_imp(std::shared_ptr<Variant> other) const = 0;
+
+    /// Reads a value of the registered type typeString; size receives the bytes used.
+    static std::shared_ptr<Variant> deserialize(const std::string& typeString, Endian endian, const char* data,
+                                                size_t& size);
+    /// Parses a value of the registered type typeString from its text form.
+    static std::shared_ptr<Variant> fromString(const std::string& typeString, const std::string& text);
+    /// The byte form in a new buffer of exactly size bytes (one allocation).
+    std::shared_ptr<char> serialize(Endian endian, size_t& size) const;
+    /// Writes the byte form to stream; returns the number of bytes written.
+    size_t serialize(Endian endian, std::ostream& stream) const;
+
+    /// A copy of the value; throws unless the held type is T (no conversion at all).
+    /// A const holder is read with a const T.
+    template <class T>
+    T value();
+
+protected:
+    /// The registered text name of a type.
+    static std::string getTypeString(const std::type_info& type);
+};
+
+namespace detail {
+
+/// Whether T is a std::vector or std::list.
+template <class T>
+struct IsSequence : std::false_type {};
+template <class E>
+struct IsSequence<std::vector<E>> : std::true_type {};
+template <class E>
+struct IsSequence<std::list<E>> : std::true_type {};
+
+/// The equality of T as a variant sees it: available when T has an == that
+/// yields a bool, unless a family says otherwise below.
+template <class T, class = void>
+struct Equality : std::false_type {};
+template <class T>
+struct Equality<T, std::enable_if_t<std::is_convertible_v<
+                       decltype(std::declval<const T&>() == std::declval<const T&>()), bool>>>
+    : std::true_type {};
+
+// A float truncated toward zero into a 32- or 64-bit signed integer, as the
+// processor's truncating conversion does: a NaN or a value out of range gives
+// the lowest value of the target instead of undefined behaviour.
+template <class Int, class F>
+Int truncated(F value) {
+    constexpr F bound = static_cast<F>(std::numeric_limits<Int>::max()) + F(1);  // 2^31 or 2^63, exact
+    if (!(value > -bound - F(1) && value < bound)) return std::numeric_limits<Int>::min();
+    return static_cast<Int>(value);
+}
+
+/// The numeric conversion behind the getters: a plain cast. Integers keep their low
+/// bits or widen by the sign of the source; floats truncate toward zero. A float
+/// out of the target's range gives the low bits of its truncation to a 32-bit
+/// signed integer (targets up to 32 bits but unsigned int) or to a 64-bit signed
+/// integer (unsigned int and int64); a uint64 target takes the whole unsigned range.
+template <class D, class S>
+D numericCast(S value) {
+    if constexpr (std::is_same_v<D, bool>) {
+        return value != 0;
+    } else if constexpr (std::is_floating_point_v<S> && std::is_integral_v<D>) {
+        if constexpr (std::is_same_v<D, std::uint64_t>) {
+            constexpr S twoTo63 = S(9223372036854775808.0);
+            if (value >= twoTo63 && value < twoTo63 * 2) return static_cast<D>(value);
+            return static_cast<D>(truncated<std::int64_t>(value));
+        } else if constexpr (sizeof(D) == 8 || std::is_same_v<D, unsigned int>) {
+            return static_cast<D>(truncated<std::int64_t>(value));
+        } else {
+            return static_cast<D>(truncated<std::int32_t>(value));
+        }
+    } else {
+        return static_cast<D>(value);
+    }
+}
+
+}  // namespace detail
+
+/// Holds one value of type T behind the Variant interface. The library provides
+/// the instances for its registered types; a caller's own type T needs a byte form
+/// (Memory::Binary<T>, or the record members serialize/deserialize/sizeofType)
+/// and a text form (intern::Text<T>, members toString/fromString, or stream
+/// operators) before it is registered with ZARVO_REGISTER_METATYPE.
+template <class T>
+class Variant_ : public Variant {
+    using Value = std::remove_const_t<T>;
+
+public:
+    /// Holds a copy of value.
+    explicit Variant_(const Value& value) : m_value(value) {}
+    /// Holds value, moved in.
+    explicit Variant_(Value&& value) : m_value(std::move(value)) {}
+
+    bool isFundamental() const override { return std::is_fundamental_v<T>; }
+    bool isEnum() const override { return std::is_enum_v<T>; }
+    bool isClass() const override { return std::is_class_v<T>; }
+    bool isArithmetic() const override { return std::is_arithmetic_v<T>; }
+    bool isIntegral() const override { return std::is_integral_v<T>; }
+    bool isFloatingPoint() const override { return std::is_floating_point_v<T>; }
+    bool isContainer() const override { return detail::IsSequence<Value>::value; }
+    bool isCopyable() const override { return std::is_copy_constructible_v<Value>; }
+    bool isComparable() const override { return detail::Equality<Value>::value; }
+    bool isConst() const override { return std::is_const_v<T>; }
+    bool isSwappable() const override { return Memory::Binary<Value>::swappable; }
+
+    using Variant::getTypeString;
+    std::string getTypeString() const override { return getTypeString(typeid(T)); }
+    const std::type_info& getTypeInfo() const override { return typeid(T); }
+
+    size_t sizeofT_imp() const override {
+        if constexpr (Memory::Binary<Value>::available) return Memory::sizeofT(m_value);
+        else ZARVO_THROW("sizeT not available for this type: " << typeid(T).name());
+    }
+
+    void* address_imp() override {
+        if constexpr (std::is_const_v<T>) ZARVO_THROW("Can't get void* address pointer from const data!");
+        else return &m_value;
+    }
+    const void* address_imp() const override { return &m_value; }
+    const void* constAddress_imp() const override { return &m_value; }
+
+    std::string toString() const override { return intern::toStringTimpl<Value>(m_value); }
+
+    bool toBool() const override { return convert<bool>(); }
+    signed char toInt8() const override { return convert<signed char>(); }
+    unsigned char toUInt8() const override { return convert<unsigned char>(); }
+    short toInt16() const override { return convert<short>(); }
+    unsigned short toUInt16() const override { return convert<unsigned short>(); }
+    int toInt32() const override { return convert<int>(); }
+    unsigned int toUInt32() const override { return convert<unsigned int>(); }
+    std::int64_t toInt64() const override { return convert<std::int64_t>(); }
+    std::uint64_t toUInt64() const override { return convert<std::uint64_t>(); }
+    float toFloat() const override { return convert<float>(); }
+    double toDouble() const override { return convert<double>(); }
+
+    size_t serialize_imp(Endian endian, char* data) const override {
+        if constexpr (Memory::Binary<Value>::available) return Memory::serializeT(endian, data, m_value);
+        else ZARVO_THROW("type '" << typeid(T).name() << "' can not be serialized ");
+    }
+
+    bool equal_imp(std::shared_ptr<Variant> other) const override {
+        if constexpr (!detail::Equality<Value>::value) {
+            ZARVO_THROW("no comparison operator available for type: " << typeid(T).name());
+        } else {
+            if (isIntegral() && other->isIntegral()) return other->toUInt64() == toUInt64();
+            if (other->getTypeInfo() != typeid(T)) return false;
+            return *static_cast<const Value*>(other->constAddress_imp()) == m_value;
+        }
+    }
+
+    /// Replaces the held value by value, moved in; value is left empty. Throws for a const T.
+    virtual void moveImpl(T&& value) {
+        if constexpr (std::is_const_v<T>) {
+            ZARVO_THROW("A variant holding const data can not be moved!");
+        } else if (&value != &m_value) {
+            m_value = std::move(value);
+            if constexpr (detail::IsSequence<Value>::value) value.clear();
+        }
+    }
+
+    /// Reads one value from data (a complete byte form) into a new holder; size
+    /// receives the bytes used.
+    static std::shared_ptr<Variant> deserialize_imp(Endian endian, const char* data, size_t& size) {
+        if constexpr (Memory::Binary<Value>::available)
+            return std::make_shared<Variant_>(Memory::deserializeT<Value>(endian, data, size));
+        else ZARVO_THROW("type '" << typeid(T).name() << "' can not be deserialized ");
+    }
+
+    /// Parses one value from its text form into a new holder.
+    static std::shared_ptr<Variant> fromString_imp(const std::string& text) {
+        return std::make_shared<Variant_>(intern::fromStringTimpl<Value>(text));
+    }
+
+private:
+    template <class D>
+    D convert() const {
+        if constexpr (std::is_arithmetic_v<T>)
+            return detail::numericCast<D>(m_value);
+        else
+            ZARVO_THROW(typeid(T).name() << " is not convertible to " << typeid(D).name());
+    }
+
+    T m_value;
+};
+
+template <class T>
+T Variant::value() {
+    if (getTypeInfo() != typeid(T))
+        ZARVO_THROW("Variant-type (" << getTypeInfo().name() << ")" << "!= Template-type (" << typeid(T).name()
+                                     << ")");
+    if constexpr (std::is_const_v<T>) return *static_cast<const T*>(constAddress_imp());
+    else return *static_cast<T*>(address_imp());
+}
+
+// The arithmetic instances are compiled once, in the library.
+extern template class Variant_<bool>;
+extern template class Variant_<char>;
+extern template class Variant_<signed char>;
+extern template class Variant_<unsigned char>;
+extern template class Variant_<short>;
+extern template class Variant_<unsigned short>;
+extern template class Variant_<int>;
+extern template class Variant_<unsigned int>;
+extern template class Variant_<std::int64_t>;
+extern template class Variant_<std::uint64_t>;
+extern template class Variant_<float>;
+extern template class Variant_<double>;
+extern template class Variant_<const float>;
+
+}  // namespace zarvo::exp

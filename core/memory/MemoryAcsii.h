@@ -1,0 +1,155 @@
+#pragma once
+
+// The text form of every value: one value and nothing else, no type name, no
+// quoting, no escaping. A container's form is each element's form followed by ";".
+
+#include <algorithm>
+#include <list>
+#include <sstream>
+#include <string>
+#include <type_traits>
+#include <typeinfo>
+#include <vector>
+
+#include <opencv2/core.hpp>
+
+#include "valuefault/Exception.h"
+#include "valuetext/ValueText.h"
+
+namespace zarvo::exp::intern {
+
+/// The text codec of one type family: writable/readable say whether the family
+/// has a text form in that direction, write() and read() give it. The primary
+/// template serves any other type: its members toString() and static
+/// fromString(text) if it has them, else its stream operators, else nothing.
+template <class T, class Enable = void>
+struct Text;
+
+template <class T, class = void>
+struct HasTextMembers : std::false_type {};
+template <class T>
+struct HasTextMembers<T, std::void_t<decltype(std::declval<const T&>().toString()),
+                                     decltype(T::fromString(std::declval<const std::string&>()))>>
+    : std::true_type {};
+
+template <class T, class = void>
+struct HasStreamOut : std::false_type {};
+template <class T>
+struct HasStreamOut<T, std::void_t<decltype(std::declval<std::ostream&>() << std::declval<const T&>())>>
+    : std::true_type {};
+
+template <class T, class = void>
+struct HasStreamIn : std::false_type {};
+template <class T>
+struct HasStreamIn<T, std::void_t<decltype(std::declval<std::istream&>() >> std::declval<T&>())>>
+    : std::true_type {};
+
+template <class T, class Enable>
+struct Text {
+    static constexpr bool writable = HasTextMembers<T>::value || HasStreamOut<T>::value;
+    static constexpr bool readable = HasTextMembers<T>::value || HasStreamIn<T>::value;
+    static std::string write(const T& value) {
+        if constexpr (HasTextMembers<T>::value) {
+            return value.toString();
+        } else {
+            std::stringstream stream;
+            stream << value;
+            return stream.str();
+        }
+    }
+    static T read(const std::string& text) {
+        if constexpr (HasTextMembers<T>::value) return T::fromString(text);
+        else return readByStreamRule<T>(text);
+    }
+};
+
+/// Types whose text form is refused in both directions.
+struct NoText {
+    static constexpr bool writable = false;
+    static constexpr bool readable = false;
+};
+template <>
+struct Text<cv::Mat> : NoText {};
+template <>
+struct Text<cv::Size_<int>> : NoText {};
+template <>
+struct Text<cv::Rect_<int>> : NoText {};
+
+/// Scalars: stream insertion with default flags; reading by the stream rule.
+template <class T>
+struct Text<T, std::enable_if_t<std::is_arithmetic_v<T>>> {
+    static constexpr bool writable = true;
+    static constexpr bool readable = true;
+    static std::string write(const T& value) {
+        std::stringstream stream;
+        stream << value;
+        return stream.str();
+    }
+    static T read(const std::string& text) { return readByStreamRule<T>(text); }
+};
+
+/// A string is its own text.
+template <>
+struct Text<std::string> {
+    static constexpr bool writable = true;
+    static constexpr bool readable = true;
+    static std::string write(const std::string& value) { return value; }
+};
+
+/// "x:y".
+template <>
+struct Text<cv::Point_<int>> {
+    static constexpr bool writable = true;
+    static constexpr bool readable = true;
+    static std::string write(const cv::Point_<int>& value) {
+        return Text<int>::write(value.x) + ":" + Text<int>::write(value.y);
+    }
+};
+
+/// Vectors and lists: every element's text followed by ";". Reading counts the
+/// ";" and reads that many elements, so text behind the last ";" is not read.
+template <class Sequence>
+struct SequenceText {
+    using Element = typename Sequence::value_type;
+    static constexpr bool writable = true;
+    static constexpr bool readable = true;
+    static std::string write(const Sequence& values) {
+        std::string text;
+        for (const Element& value : values) {
+            text += toStringTimpl<Element>(value);
+            text += ';';
+        }
+        return text;
+    }
+    static Sequence read(const std::string& text) {
+        Sequence values(static_cast<size_t>(std::count(text.begin(), text.end(), ';')));
+        size_t position = 0;
+        for (auto it = values.begin(); it != values.end(); ++it) {
+            const size_t separator = text.find(';', position);
+            *it = fromStringTimpl<Element>(text.substr(position, separator - position));
+            position = separator + 1;
+        }
+        return values;
+    }
+};
+
+template <class E>
+struct Text<std::vector<E>> : SequenceText<std::vector<E>> {};
+template <class E>
+struct Text<std::list<E>> : SequenceText<std::list<E>> {};
+
+/// The text form of value; throws for a type that has none.
+template <class T>
+std::string toStringTimpl(const T& value) {
+    if constexpr (Text<T>::writable) return Text<T>::write(value);
+    else ZARVO_THROW("type '" << typeid(T).name() << "' can not be serialized to string");
+}
+
+/// A value read from its text; throws for a type that has none.
+template <class T>
+T fromStringTimpl(const std::string& text) {
+    if constexpr (Text<T>::readable) return Text<T>::read(text);
+    else ZARVO_THROW("type '" << typeid(T).name() << "' can not be deserialized from string");
+}
+
+}  // namespace zarvo::exp::intern

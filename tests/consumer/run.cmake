@@ -1,0 +1,12 @@
+# Run by ctest: install, configure, build and run the consumer project.
+file(REMOVE_RECURSE ${WORK_DIR})
+function(step)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "failed (${result}): ${ARGN}")
+  endif()
+endfunction()
+step(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/prefix)
+step(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build -DCMAKE_PREFIX_PATH=${WORK_DIR}/prefix)
+step(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
+step(${WORK_DIR}/build/consumer)

@@ -1,0 +1,123 @@
+#include "valuefault/Exception.h"
+
+#include <cctype>
+#include <utility>
+#include <vector>
+
+namespace zarvo {
+
+Exception::Exception(const std::string& message, const std::string& where)
+    : m_message(message), m_where(where) {}
+
+Exception::~Exception() = default;
+
+std::string Exception::whereText(const char* file, int line, const char* prettyFunction) {
+    std::ostringstream where;
+    where << file << ": " << line << ": " << qualifiedName(prettyFunction) << "(..)" << std::endl;
+    return where.str();
+}
+
+namespace {
+
+bool isIdentifierChar(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
+}
+
+bool isKeywordAt(const std::string& text, size_t pos, const char* keyword) {
+    const std::string word(keyword);
+    return text.compare(pos, word.size(), word) == 0 && (pos == 0 || !isIdentifierChar(text[pos - 1])) &&
+           (pos + word.size() >= text.size() || !isIdentifierChar(text[pos + word.size()]));
+}
+
+// "T = int; U = std::vector<int>" -> {{"T", "int"}, {"U", "std::vector<int>"}}
+std::vector<std::pair<std::string, std::string>> parseBindings(const std::string& with) {
+    std::vector<std::pair<std::string, std::string>> bindings;
+    size_t start = 0;
+    int depth = 0;
+    for (size_t i = 0; i <= with.size(); ++i) {
+        const char c = i < with.size() ? with[i] : ';';
+        if (c == '<' || c == '(' || c == '[') ++depth;
+        else if (c == '>' || c == ')' || c == ']') --depth;
+        else if (c == ';' && depth == 0) {
+            const std::string binding = with.substr(start, i - start);
+            const size_t eq = binding.find(" = ");
+            if (eq != std::string::npos) {
+                size_t nameStart = binding.find_first_not_of(' ');
+                bindings.emplace_back(binding.substr(nameStart, eq - nameStart), binding.substr(eq + 3));
+            }
+            start = i + 1;
+        }
+    }
+    return bindings;
+}
+
+// Replaces whole identifiers only: "T" in "Variant_<T>" but not in "Type".
+std::string substitute(const std::string& name, const std::vector<std::pair<std::string, std::string>>& bindings) {
+    std::string out;
+    for (size_t i = 0; i < name.size();) {
+        if (isIdentifierChar(name[i]) && (i == 0 || !isIdentifierChar(name[i - 1]))) {
+            size_t end = i;
+            while (end < name.size() && isIdentifierChar(name[end])) ++end;
+            const std::string word = name.substr(i, end - i);
+            const std::string* replacement = &word;
+            for (const auto& binding : bindings)
+                if (binding.first == word) replacement = &binding.second;
+            out += *replacement;
+            i = end;
+        } else {
+            out += name[i++];
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
+std::string Exception::qualifiedName(const char* prettyFunction) {
+    std::string signature(prettyFunction);
+    std::string with;
+    const size_t withPos = signature.find(" [with ");
+    if (withPos != std::string::npos) {
+        with = signature.substr(withPos + 7, signature.size() - withPos - 8);
+        signature.erase(withPos);
+    }
+
+    // The name ends at the argument list: the first "(" outside template brackets.
+    // An operator's own symbols ("operator>>", "operator()") are not brackets.
+    size_t nameEnd = std::string::npos;
+    size_t operatorPos = std::string::npos;
+    int depth = 0;
+    for (size_t i = 0; i < signature.size(); ++i) {
+        if (isKeywordAt(signature, i, "operator")) {
+            operatorPos = i;
+            size_t symbols = i + 8;
+            if (signature.compare(symbols, 2, "()") == 0) symbols += 2;
+            nameEnd = signature.find('(', symbols);
+            break;
+        }
+        const char c = signature[i];
+        if (c == '<') ++depth;
+        else if (c == '>') --depth;
+        else if (c == '(' && depth == 0) {
+            nameEnd = i;
+            break;
+        }
+    }
+    if (nameEnd == std::string::npos) nameEnd = signature.size();
+
+    // The name starts behind the return type: the last blank outside template brackets.
+    size_t nameStart = 0;
+    depth = 0;
+    for (size_t i = operatorPos != std::string::npos ? operatorPos : nameEnd; i-- > 0;) {
+        const char c = signature[i];
+        if (c == '>') ++depth;
+        else if (c == '<') --depth;
+        else if (c == ' ' && depth == 0) {
+            nameStart = i + 1;
+            break;
+        }
+    }
+    return substitute(signature.substr(nameStart, nameEnd - nameStart), parseBindings(with));
+}
+
+}  // namespace zarvo

@@ -1,0 +1,62 @@
+#pragma once
+
+// The text primitives: the two text templates of the library and the eight
+// forms this library supplies for them. The templates' general definition,
+// which works through a stream or refuses the type, lives in
+// core/memory/MemoryAcsii.h.
+
+#include <sstream>
+#include <string>
+
+#include <opencv2/core.hpp>
+
+namespace zarvo::exp::intern {
+
+/// The text form of one value.
+template <class T>
+std::string toStringTimpl(const T& value);
+
+/// One value read from the text of that value alone (no separator).
+template <class T>
+T fromStringTimpl(const std::string& text);
+
+/// Shortest text that reads back to the same float.
+template <>
+std::string toStringTimpl<float>(const float& value);
+/// Shortest text that reads back to the same double.
+template <>
+std::string toStringTimpl<double>(const double& value);
+/// The number, in decimal (a small integer, not a character).
+template <>
+std::string toStringTimpl<signed char>(const signed char& value);
+/// The number, in decimal (a small integer, not a character).
+template <>
+std::string toStringTimpl<unsigned char>(const unsigned char& value);
+
+/// A number by the stream rule, kept to its low 8 bits.
+template <>
+signed char fromStringTimpl<signed char>(const std::string& text);
+/// A number by the stream rule, kept to its low 8 bits.
+template <>
+unsigned char fromStringTimpl<unsigned char>(const std::string& text);
+/// The text itself.
+template <>
+std::string fromStringTimpl<std::string>(const std::string& text);
+/// "x:y", each an int by the stream rule; a missing ":" leaves y at 0.
+template <>
+cv::Point fromStringTimpl<cv::Point>(const std::string& text);
+
+/// The stream rule for one scalar: a default stream over the whole text, switched
+/// to hexadecimal when an "x" or "X" stands anywhere in it, one extraction, no
+/// error. A text with no number (empty or blank included) gives 0.
+template <class T>
+T readByStreamRule(const std::string& text) {
+    std::stringstream stream;
+    stream << text;
+    if (text.find_first_of("xX") != std::string::npos) stream >> std::hex;
+    T value{};
+    stream >> value;
+    return value;
+}
+
+}  // namespace zarvo::exp::intern

@@ -1,0 +1,11 @@
+#pragma once
+
+// The whole public interface of zarvo-datatypes.
+
+#include "core/datatypes/ArrayDeleter.h"
+#include "core/datatypes/TypeObject.h"
+#include "core/datatypes/Variant.h"
+#include "core/memory/MemoryAcsii.h"
+#include "core/memory/MemoryBinary.h"
+#include "valuefault/Exception.h"
+#include "valuetext/ValueText.h"
