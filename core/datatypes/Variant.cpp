@@ -35,18 +35,8 @@ std::string Variant::getTypeString(const std::type_info& type) {
     return std::string(getStringFromType(type));
 }
 
-template class Variant_<bool>;
-template class Variant_<char>;
-template class Variant_<signed char>;
-template class Variant_<unsigned char>;
-template class Variant_<short>;
-template class Variant_<unsigned short>;
-template class Variant_<int>;
-template class Variant_<unsigned int>;
-template class Variant_<std::int64_t>;
-template class Variant_<std::uint64_t>;
-template class Variant_<float>;
-template class Variant_<double>;
-template class Variant_<const float>;
+#define ZARVO_INSTANTIATE_VARIANT(T) template class Variant_<T>;
+ZARVO_BUILTIN_VALUE_TYPES(ZARVO_INSTANTIATE_VARIANT)
+#undef ZARVO_INSTANTIATE_VARIANT
 
 }  // namespace zarvo::exp

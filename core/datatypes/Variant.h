@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include <opencv2/core.hpp>
+
 #include "core/datatypes/ArrayDeleter.h"
 #include "core/memory/MemoryAcsii.h"
 #include "core/memory/MemoryBinary.h"
@@ -131,6 +133,13 @@ template <class T>
 struct Equality<T, std::enable_if_t<std::is_convertible_v<
                        decltype(std::declval<const T&>() == std::declval<const T&>()), bool>>>
     : std::true_type {};
+// Matrices have no equality of their own: nothing compares pixels.
+template <>
+struct Equality<cv::Mat> : std::false_type {};
+template <>
+struct Equality<std::vector<cv::Mat>> : std::false_type {};
+template <>
+struct Equality<std::list<cv::Mat>> : std::false_type {};
 
 // A float truncated toward zero into a 32- or 64-bit signed integer, as the
 // processor's truncating conversion does: a NaN or a value out of range gives
@@ -284,19 +293,30 @@ T Variant::value() {
     else return *static_cast<T*>(address_imp());
 }
 
-// The arithmetic instances are compiled once, in the library.
-extern template class Variant_<bool>;
-extern template class Variant_<char>;
-extern template class Variant_<signed char>;
-extern template class Variant_<unsigned char>;
-extern template class Variant_<short>;
-extern template class Variant_<unsigned short>;
-extern template class Variant_<int>;
-extern template class Variant_<unsigned int>;
-extern template class Variant_<std::int64_t>;
-extern template class Variant_<std::uint64_t>;
-extern template class Variant_<float>;
-extern template class Variant_<double>;
-extern template class Variant_<const float>;
+/// Calls X(T) for every value type the library compiles a Variant_ for, but the
+/// storage holder (declared beside DataStorage): the scalars, a const float, the
+/// strings, every element kind in a vector and a list, the matrix and geometry types.
+#define ZARVO_SEQUENCES_OF(X, E) X(E) X(std::vector<E>) X(std::list<E>)
+#define ZARVO_BUILTIN_VALUE_TYPES(X)                                                                     \
+    ZARVO_SEQUENCES_OF(X, bool)                                                                          \
+    ZARVO_SEQUENCES_OF(X, char)                                                                          \
+    ZARVO_SEQUENCES_OF(X, signed char)                                                                   \
+    ZARVO_SEQUENCES_OF(X, unsigned char)                                                                 \
+    ZARVO_SEQUENCES_OF(X, short)                                                                         \
+    ZARVO_SEQUENCES_OF(X, unsigned short)                                                                \
+    ZARVO_SEQUENCES_OF(X, int)                                                                           \
+    ZARVO_SEQUENCES_OF(X, unsigned int)                                                                  \
+    ZARVO_SEQUENCES_OF(X, std::int64_t)                                                                  \
+    ZARVO_SEQUENCES_OF(X, std::uint64_t)                                                                 \
+    ZARVO_SEQUENCES_OF(X, float)                                                                         \
+    ZARVO_SEQUENCES_OF(X, double)                                                                        \
+    ZARVO_SEQUENCES_OF(X, std::string)                                                                   \
+    ZARVO_SEQUENCES_OF(X, cv::Mat)                                                                       \
+    X(const float) X(cv::Size_<int>) X(cv::Point_<int>) X(cv::Rect_<int>)
+
+// Compiled once, in the library.
+#define ZARVO_EXTERN_VARIANT(T) extern template class Variant_<T>;
+ZARVO_BUILTIN_VALUE_TYPES(ZARVO_EXTERN_VARIANT)
+#undef ZARVO_EXTERN_VARIANT
 
 }  // namespace zarvo::exp

@@ -7,10 +7,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
+#include <algorithm>
 #include <list>
 #include <string>
 #include <type_traits>
 #include <vector>
+
+#include <opencv2/core.hpp>
 
 #include "valuefault/Exception.h"
 
@@ -51,18 +55,50 @@ size_t writeField(Endian endian, char* out, T value) {
     return sizeof value;
 }
 
-/// Writes count fields behind each other: one block copy for no_swap, one
-/// vectorisable loop for swap.
+/// Copies count fields of width bytes (1, 2, 4 or 8) from in to out, reversing the
+/// bytes of each: the swap form of a block of numbers. Vectorised for the processor
+/// it runs on.
+void reverseFieldBytes(char* out, const char* in, size_t count, size_t width);
+
+/// Iterates over packed host-order fields in a byte buffer, reading each one
+/// unaligned. Filling a vector through it is one pass over the bytes, with no
+/// zero-filling first.
+template <class T>
+class FieldIterator {
+public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = T;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const T*;
+    using reference = T;
+
+    explicit FieldIterator(const char* bytes) : m_pBytes(bytes) {}
+    T operator*() const {
+        T value;
+        std::memcpy(&value, m_pBytes, sizeof value);
+        return value;
+    }
+    FieldIterator& operator++() {
+        m_pBytes += sizeof(T);
+        return *this;
+    }
+    FieldIterator operator++(int) {
+        FieldIterator before = *this;
+        m_pBytes += sizeof(T);
+        return before;
+    }
+    bool operator==(const FieldIterator& other) const { return m_pBytes == other.m_pBytes; }
+    bool operator!=(const FieldIterator& other) const { return m_pBytes != other.m_pBytes; }
+
+private:
+    const char* m_pBytes;
+};
+
+/// Writes count fields behind each other in one pass.
 template <class T>
 size_t writeFields(Endian endian, char* out, const T* values, size_t count) {
-    if (endian != swap) {
-        if (count != 0) std::memcpy(out, values, count * sizeof(T));
-    } else {
-        for (size_t i = 0; i < count; ++i) {
-            const T swapped = byteSwapped(values[i]);
-            std::memcpy(out + i * sizeof(T), &swapped, sizeof(T));
-        }
-    }
+    if (endian == swap) reverseFieldBytes(out, reinterpret_cast<const char*>(values), count, sizeof(T));
+    else if (count != 0) std::memcpy(out, values, count * sizeof(T));
     return count * sizeof(T);
 }
 
@@ -115,11 +151,12 @@ public:
     template <class T>
     void fields(std::vector<T>& values, size_t count) {
         const char* in = take(count * sizeof(T));
-        values.resize(count);
-        if (count == 0) return;
-        std::memcpy(values.data(), in, count * sizeof(T));
-        if (m_endian == swap)
-            for (T& value : values) value = byteSwapped(value);
+        if (m_endian == swap) {
+            values.resize(count);
+            reverseFieldBytes(reinterpret_cast<char*>(values.data()), in, count, sizeof(T));
+        } else {
+            values.assign(FieldIterator<T>(in), FieldIterator<T>(in + count * sizeof(T)));
+        }
     }
 
 private:
@@ -129,11 +166,23 @@ private:
     const char* m_pEnd;
 };
 
+/// Writes value at data, which must have room for sizeofT(value) bytes, and
+/// returns the number of bytes written.
+template <class T>
+size_t serializeT(Endian endian, char* data, const T& value);
+
+/// Reads one value at the cursor into value. Every reader of a value nested in
+/// another form comes through here, so a type's byte-order refusal applies there too.
+template <class T>
+void deserializeT(Cursor& in, T& value);
+
 /// The byte codec of one type family. A specialisation offers
 ///   static constexpr bool available, swappable;
 ///   static size_t size(const T&);                       // exact bytes write() will use
 ///   static size_t write(Endian, char*, const T&);       // returns the bytes written
 ///   static void read(Cursor&, T&);                      // fills an existing value
+/// A family that exists only in host order also names its refusal:
+///   static constexpr const char* noSwapMessage;
 /// The primary template is a type with no byte form.
 template <class T, class Enable = void>
 struct Binary {
@@ -216,7 +265,7 @@ struct SequenceBinary {
         if constexpr (block) {
             used += writeFields(endian, out + used, values.data(), values.size());
         } else {
-            for (const Element& value : values) used += Binary<Element>::write(endian, out + used, value);
+            for (const Element& value : values) used += serializeT(endian, out + used, value);
         }
         return used;
     }
@@ -234,7 +283,7 @@ struct SequenceBinary {
                     Binary<bool>::read(in, value);
                     *it = value;
                 } else {
-                    Binary<Element>::read(in, *it);
+                    deserializeT(in, *it);
                 }
             }
         }
@@ -246,22 +295,84 @@ struct Binary<std::vector<E>> : SequenceBinary<std::vector<E>> {};
 template <class E>
 struct Binary<std::list<E>> : SequenceBinary<std::list<E>> {};
 
-/// Writes value at data and returns the number of bytes written; data must have
-/// room for sizeofT(value) bytes.
+/// A list of matrices has no byte form.
+template <>
+struct Binary<std::list<cv::Mat>> {
+    static constexpr bool available = false;
+    static constexpr bool swappable = false;
+};
+
+/// The OpenCV geometry types: their int fields in the given order, host order only.
+template <class T, int T::*... fields>
+struct GeometryBinary {
+    static constexpr bool available = true;
+    static constexpr bool swappable = false;
+    static size_t size(const T&) { return 4 * sizeof...(fields); }
+    static size_t write(Endian, char* out, const T& value) {
+        size_t used = 0;
+        ((used += writeField(no_swap, out + used, value.*fields)), ...);
+        return used;
+    }
+    static void read(Cursor& in, T& value) { ((value.*fields = in.field<int>()), ...); }
+};
+
+template <>
+struct Binary<cv::Point_<int>> : GeometryBinary<cv::Point_<int>, &cv::Point_<int>::x, &cv::Point_<int>::y> {
+    static constexpr const char* noSwapMessage = "cv::Point only serializable for no_swap endianes";
+};
+template <>
+struct Binary<cv::Size_<int>>
+    : GeometryBinary<cv::Size_<int>, &cv::Size_<int>::width, &cv::Size_<int>::height> {
+    static constexpr const char* noSwapMessage = "cv::Size only serializable for no_swap endianes";
+};
+template <>
+struct Binary<cv::Rect_<int>> : GeometryBinary<cv::Rect_<int>, &cv::Rect_<int>::x, &cv::Rect_<int>::y,
+                                               &cv::Rect_<int>::width, &cv::Rect_<int>::height> {
+    static constexpr const char* noSwapMessage = "cv::Rect only serializable for no_swap endianes";
+};
+
+/// A matrix: dims, its sizes, depth, channels, bytes per channel value, then the
+/// pixels in one block. A matrix that is not continuous (a region of another) is
+/// written as its continuous copy would be, so reading gives a matrix equal in
+/// content to the region. A matrix read back has a continuous buffer of its own.
+template <>
+struct Binary<cv::Mat> {
+    static constexpr bool available = true;
+    static constexpr bool swappable = false;
+    static constexpr const char* noSwapMessage = "Mat only serializable for no_swap endianes";
+    static size_t size(const cv::Mat& value);
+    static size_t write(Endian endian, char* out, const cv::Mat& value);
+    static void read(Cursor& in, cv::Mat& value);
+};
+
+template <class T, class = void>
+struct HasNoSwapMessage : std::false_type {};
+template <class T>
+struct HasNoSwapMessage<T, std::void_t<decltype(Binary<T>::noSwapMessage)>> : std::true_type {};
+
 template <class T>
 size_t serializeT(Endian endian, char* data, const T& value) {
     static_assert(Binary<T>::available, "this type has no byte form");
+    if constexpr (HasNoSwapMessage<T>::value)
+        if (endian == swap) ZARVO_THROW(Binary<T>::noSwapMessage);
     return Binary<T>::write(endian, data, value);
+}
+
+template <class T>
+void deserializeT(Cursor& in, T& value) {
+    static_assert(Binary<T>::available, "this type has no byte form");
+    if constexpr (HasNoSwapMessage<T>::value)
+        if (in.endian() == swap) ZARVO_THROW(Binary<T>::noSwapMessage);
+    Binary<T>::read(in, value);
 }
 
 /// Reads one value from data, which must hold a complete one, and stores the
 /// number of bytes used in size (overwriting it).
 template <class T>
 T deserializeT(Endian endian, const char* data, size_t& size) {
-    static_assert(Binary<T>::available, "this type has no byte form");
     Cursor in(endian, data);
     T value{};
-    Binary<T>::read(in, value);
+    deserializeT(in, value);
     size = in.consumed();
     return value;
 }
@@ -270,10 +381,9 @@ T deserializeT(Endian endian, const char* data, size_t& size) {
 /// throws a zarvo::Exception instead.
 template <class T>
 T deserializeT(Endian endian, const char* data, size_t available, size_t& size) {
-    static_assert(Binary<T>::available, "this type has no byte form");
     Cursor in(endian, data, available);
     T value{};
-    Binary<T>::read(in, value);
+    deserializeT(in, value);
     size = in.consumed();
     return value;
 }

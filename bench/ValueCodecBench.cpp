@@ -1,0 +1,155 @@
+// Large values through Variant::serialize and Variant::deserialize, beside a plain
+// memcpy of the same bytes into a preallocated buffer and beside cereal's binary
+// archives of the same vector.
+#include <benchmark/benchmark.h>
+#include <cereal/archives/binary.hpp>
+#include <cereal/types/vector.hpp>
+
+#include <cstring>
+#include <sstream>
+#include <vector>
+
+#include "BenchRatio.h"
+#include "zarvo/datatypes.h"
+
+using namespace zarvo::exp;
+
+namespace {
+
+constexpr size_t kElements = 1000000;
+
+template <class T>
+std::shared_ptr<Variant> bigVector() {
+    std::vector<T> values(kElements);
+    for (size_t i = 0; i < kElements; ++i) values[i] = static_cast<T>(i) * T(0.5);
+    return std::make_shared<Variant_<std::vector<T>>>(std::move(values));
+}
+
+void setBytes(benchmark::State& state, size_t bytes) {
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
+}
+
+template <class T>
+void Memcpy(benchmark::State& state) {
+    const std::vector<T> source(kElements, T(1));
+    std::vector<char> target(kElements * sizeof(T));
+    for (auto _ : state) {
+        std::memcpy(target.data(), source.data(), target.size());
+        benchmark::DoNotOptimize(target.data());
+        benchmark::ClobberMemory();
+    }
+    setBytes(state, target.size());
+}
+
+template <class T, Endian endian>
+void Serialize(benchmark::State& state) {
+    const auto value = bigVector<T>();
+    size_t size = 0;
+    for (auto _ : state) benchmark::DoNotOptimize(value->serialize(endian, size));
+    setBytes(state, size);
+}
+
+template <class T, Endian endian>
+void Deserialize(benchmark::State& state) {
+    const auto value = bigVector<T>();
+    size_t size = 0;
+    const auto bytes = value->serialize(endian, size);
+    const std::string name = value->getTypeString();
+    for (auto _ : state) benchmark::DoNotOptimize(Variant::deserialize(name, endian, bytes.get(), size));
+    setBytes(state, size);
+}
+
+template <class T>
+void CerealSave(benchmark::State& state) {
+    const auto value = bigVector<T>();
+    const auto& values = *static_cast<const std::vector<T>*>(value->constAddress_imp());
+    for (auto _ : state) {
+        std::ostringstream stream;
+        cereal::BinaryOutputArchive archive(stream);
+        archive(values);
+        benchmark::DoNotOptimize(stream.tellp());
+    }
+    setBytes(state, kElements * sizeof(T));
+}
+
+template <class T>
+void CerealLoad(benchmark::State& state) {
+    const auto value = bigVector<T>();
+    std::ostringstream saved;
+    {
+        cereal::BinaryOutputArchive archive(saved);
+        archive(*static_cast<const std::vector<T>*>(value->constAddress_imp()));
+    }
+    const std::string bytes = saved.str();
+    for (auto _ : state) {
+        std::istringstream stream(bytes);
+        cereal::BinaryInputArchive archive(stream);
+        std::vector<T> values;
+        archive(values);
+        benchmark::DoNotOptimize(values.data());
+    }
+    setBytes(state, kElements * sizeof(T));
+}
+
+void MatMemcpy(benchmark::State& state) {
+    const cv::Mat image(1080, 1920, CV_32FC1, cv::Scalar(1));
+    std::vector<char> target(image.total() * image.elemSize());
+    for (auto _ : state) {
+        std::memcpy(target.data(), image.data, target.size());
+        benchmark::DoNotOptimize(target.data());
+        benchmark::ClobberMemory();
+    }
+    setBytes(state, target.size());
+}
+
+void MatSerialize(benchmark::State& state) {
+    const auto value = std::make_shared<Variant_<cv::Mat>>(cv::Mat(1080, 1920, CV_32FC1, cv::Scalar(1)));
+    size_t size = 0;
+    for (auto _ : state) benchmark::DoNotOptimize(value->serialize(no_swap, size));
+    setBytes(state, size);
+}
+
+void MatDeserialize(benchmark::State& state) {
+    const auto value = std::make_shared<Variant_<cv::Mat>>(cv::Mat(1080, 1920, CV_32FC1, cv::Scalar(1)));
+    size_t size = 0;
+    const auto bytes = value->serialize(no_swap, size);
+    for (auto _ : state) benchmark::DoNotOptimize(Variant::deserialize("cvmat", no_swap, bytes.get(), size));
+    setBytes(state, size);
+}
+
+}  // namespace
+
+BENCHMARK_TEMPLATE(Memcpy, float);
+BENCHMARK_TEMPLATE(Serialize, float, no_swap);
+BENCHMARK_TEMPLATE(Serialize, float, swap);
+BENCHMARK_TEMPLATE(Deserialize, float, no_swap);
+BENCHMARK_TEMPLATE(Deserialize, float, swap);
+BENCHMARK_TEMPLATE(CerealSave, float);
+BENCHMARK_TEMPLATE(CerealLoad, float);
+BENCHMARK_TEMPLATE(Memcpy, double);
+BENCHMARK_TEMPLATE(Serialize, double, no_swap);
+BENCHMARK_TEMPLATE(Serialize, double, swap);
+BENCHMARK_TEMPLATE(Deserialize, double, no_swap);
+BENCHMARK_TEMPLATE(Deserialize, double, swap);
+BENCHMARK_TEMPLATE(CerealSave, double);
+BENCHMARK_TEMPLATE(CerealLoad, double);
+BENCHMARK(MatMemcpy);
+BENCHMARK(MatSerialize);
+BENCHMARK(MatDeserialize);
+
+int main(int argc, char** argv) {
+    // Time over baseline time: 1.25 is 0.8x memcpy's throughput, 2.0 is 0.5x.
+    std::vector<BenchRatio> ratios;
+    for (const std::string type : {"float", "double"}) {
+        const std::string memcpy = "Memcpy<" + type + ">";
+        for (const std::string op : {"Serialize", "Deserialize"}) {
+            ratios.push_back({op + "<" + type + ", no_swap>", memcpy, 1.25});
+            ratios.push_back({op + "<" + type + ", swap>", memcpy, 2.0});
+        }
+        ratios.push_back({"Serialize<" + type + ", swap>", "CerealSave<" + type + ">", 1.0});
+        ratios.push_back({"Deserialize<" + type + ", swap>", "CerealLoad<" + type + ">", 1.0});
+    }
+    ratios.push_back({"MatSerialize", "MatMemcpy", 1.25});
+    ratios.push_back({"MatDeserialize", "MatMemcpy", 1.25});
+    return runBenchmarksWithRatios(argc, argv, ratios);
+}
