@@ -22,7 +22,9 @@ std::string hex(const char* bytes, size_t size) {
 void roundTrip(const std::string& typeName, const std::string& text) {
     const std::shared_ptr<Variant> value = Variant::fromString(typeName, text);
     std::cout << typeName << " from \"" << text << "\": type " << value->getTypeString() << ", text "
-              << value->toString() << ", toInt32 " << value->toInt32() << ", toDouble " << value->toDouble() << "\n";
+              << value->toString();
+    if (value->isArithmetic()) std::cout << ", toInt32 " << value->toInt32() << ", toDouble " << value->toDouble();
+    std::cout << "\n";
     for (Endian endian : {no_swap, swap}) {
         size_t size = 0;
         const std::shared_ptr<char> bytes = value->serialize(endian, size);
@@ -34,6 +36,21 @@ void roundTrip(const std::string& typeName, const std::string& text) {
     }
 }
 
+// An image held in a variant shares its pixels; its byte form copies them once,
+// and the matrix read back has a buffer of its own.
+void imageRoundTrip() {
+    cv::Mat image(2, 3, CV_8UC1);
+    for (int i = 0; i < 6; ++i) image.data[i] = static_cast<uchar>(i * 40);
+    const auto held = std::make_shared<Variant_<cv::Mat>>(image);
+    size_t size = 0;
+    const std::shared_ptr<char> bytes = held->serialize(no_swap, size);
+    const cv::Mat back = Variant::deserialize("cvmat", no_swap, bytes.get(), size)->value<cv::Mat>();
+    std::cout << "cvmat 2x3 CV_8UC1: bytes " << hex(bytes.get(), size) << "\n  shares pixels with the source: "
+              << std::boolalpha << (held->value<cv::Mat>().data == image.data)
+              << ", read back into its own buffer: " << (back.data != image.data) << ", pixels equal: "
+              << (cv::norm(back, image, cv::NORM_INF) == 0) << "\n";
+}
+
 }  // namespace
 
 int main() {
@@ -41,6 +58,8 @@ int main() {
     roundTrip("double", "-2.5");
     roundTrip("uint16", "0x1F");
     roundTrip("int8", "-3");
+    roundTrip("vecstring", "red;green;");
+    imageRoundTrip();
     try {
         Variant::fromString("Int32", "1");
     } catch (const zarvo::Exception& error) {
