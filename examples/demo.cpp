@@ -51,6 +51,26 @@ void imageRoundTrip() {
               << (cv::norm(back, image, cv::NORM_INF) == 0) << "\n";
 }
 
+// A frame with nested metadata, handed on without a pixel copy.
+void frameHandOver() {
+    Frame acquired(cv::Mat(480, 640, CV_8UC1, cv::Scalar(0)));
+    acquired.addMetaDate("camera.serial", std::make_shared<Variant_<int>>(4711));
+    acquired.addMetaDate("camera.temperature", std::make_shared<Variant_<double>>(36.5));
+    acquired.addMetaDate("exposure", std::make_shared<Variant_<int>>(20));
+    Frame handedOn = acquired.getSharedDataCopy();
+    handedOn.getFrameData().at<unsigned char>(0, 0) = 255;                    // pixels are shared
+    handedOn.addMetaDate("camera.gain", std::make_shared<Variant_<int>>(2));  // metadata are not
+    for (const Frame* frame : {&acquired, &handedOn}) {
+        std::shared_ptr<Variant> serial;
+        frame->getMetaDate("camera.serial", serial);
+        std::cout << (frame == &acquired ? "acquired:  " : "handed on: ") << "pixel(0,0) "
+                  << int(frame->getFrameData().at<unsigned char>(0, 0)) << ", keys";
+        for (const std::string& key : frame->getMetaDataKeys()) std::cout << " " << key;
+        std::cout << ", camera.serial " << serial->toInt32() << ", camera.gain "
+                  << (frame->isMetaDateAvailable("camera.gain") ? "set" : "not set") << "\n";
+    }
+}
+
 }  // namespace
 
 int main() {
@@ -60,6 +80,7 @@ int main() {
     roundTrip("int8", "-3");
     roundTrip("vecstring", "red;green;");
     imageRoundTrip();
+    frameHandOver();
     try {
         Variant::fromString("Int32", "1");
     } catch (const zarvo::Exception& error) {

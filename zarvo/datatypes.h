@@ -3,6 +3,9 @@
 // The whole public interface of zarvo-datatypes.
 
 #include "core/datatypes/ArrayDeleter.h"
+#include "core/datatypes/DataStorage.h"
+#include "core/datatypes/Frame.h"
+#include "core/datatypes/GroupDiscriminator.h"
 #include "core/datatypes/TypeObject.h"
 #include "core/datatypes/Variant.h"
 #include "core/memory/MemoryAcsii.h"

@@ -1,0 +1,143 @@
+#include "core/datatypes/DataStorage.h"
+
+#include <cstdint>
+#include <typeinfo>
+
+#include "core/datatypes/GroupDiscriminator.h"
+#include "valuefault/Exception.h"
+
+namespace zarvo::exp {
+
+namespace {
+using Storage = DataStorage<std::string>;
+using GroupHolder = Variant_<Storage>;
+}  // namespace
+
+DataStorageBase::~DataStorageBase() = default;
+
+Storage::DataStorage() : m_pItems(std::make_unique<Map>()) {}
+
+Storage::DataStorage(const DataStorage& other) : DataStorageBase(other), m_pItems(std::make_unique<Map>()) {
+    // Groups get a holder of their own, copied by this same rule; leaves stay shared.
+    for (const auto& [key, value] : *other.m_pItems) {
+        const DataStorage* group = groupOf(*value);
+        m_pItems->emplace_hint(m_pItems->end(), key,
+                               group != nullptr ? std::make_shared<GroupHolder>(*group) : value);
+    }
+}
+
+Storage::DataStorage(DataStorage&& other) noexcept : DataStorageBase(other), m_pItems(std::move(other.m_pItems)) {}
+
+Storage::~DataStorage() = default;
+
+Storage& Storage::operator=(const DataStorage& other) {
+    // The copy is made before the old entries go, which keeps other alive when it
+    // is one of this storage's own groups.
+    if (this != &other) {
+        DataStorage copy(other);
+        m_pItems = std::move(copy.m_pItems);
+    }
+    return *this;
+}
+
+Storage* Storage::groupOf(Variant& value) {
+    return value.getTypeInfo() == typeid(DataStorage) ? static_cast<DataStorage*>(value.address_imp()) : nullptr;
+}
+
+std::shared_ptr<Variant> Storage::get(const std::string& key) const {
+    const GroupItem<std::string> g = discriminate<std::string>(key);
+    if (!g.isValid) ZARVO_THROW("invalid id");
+    const auto it = m_pItems->find(g.id);
+    if (it == m_pItems->end()) return {};
+    if (!g.isGroup) return it->second;
+    const DataStorage* group = groupOf(*it->second);
+    if (group == nullptr)
+        ZARVO_THROW("not a valid storage type: " << g.id << "\ntype: " << it->second->getTypeInfo().name()
+                                                  << "\nexpected type: " << typeid(DataStorage).name());
+    return group->get(g.subId);
+}
+
+std::pair<Storage::iterator, bool> Storage::insert(const std::string& key, std::shared_ptr<Variant> value) {
+    GroupItem<std::string> g = discriminate<std::string>(key);
+    if (!g.isValid) ZARVO_THROW("invalid id");
+    if (!value) ZARVO_THROW("empty value for key: " << key);
+    const auto it = m_pItems->lower_bound(g.id);
+    if (it == m_pItems->end() || it->first != g.id) {
+        if (!g.isGroup) return {m_pItems->emplace_hint(it, std::move(g.id), std::move(value)), true};
+        // The whole missing branch is built aside and hung in as one entry.
+        DataStorage group;
+        group.insert(g.subId, std::move(value));
+        return {m_pItems->emplace_hint(it, std::move(g.id), std::make_shared<GroupHolder>(std::move(group))), true};
+    }
+    if (!g.isGroup) return {it, false};
+    DataStorage* group = groupOf(*it->second);
+    if (group == nullptr) ZARVO_THROW("not a valid storage type: " << g.id);
+    return group->insert(g.subId, std::move(value));
+}
+
+bool Storage::erase(const std::string& key) {
+    const GroupItem<std::string> g = discriminate<std::string>(key);
+    if (!g.isValid) ZARVO_THROW("invalid id");
+    const auto it = m_pItems->find(g.id);
+    if (it == m_pItems->end()) return true;
+    if (!g.isGroup) {
+        m_pItems->erase(it);
+        return true;
+    }
+    DataStorage* group = groupOf(*it->second);
+    if (group == nullptr) ZARVO_THROW("not a valid storage type: " << g.id);
+    return group->erase(g.subId);
+}
+
+void Storage::clear() { m_pItems->clear(); }
+
+size_t Storage::size() const { return m_pItems->size(); }
+
+DataStorageBase* Storage::clone() const { return new DataStorage(*this); }
+
+bool Storage::contains(const DataStorage& other) const { return contains(*other.m_pItems); }
+
+bool Storage::contains(const Map& other) const {
+    for (const auto& [key, value] : other) {
+        const auto it = m_pItems->find(key);
+        if (it == m_pItems->end() || it->second->getTypeInfo() != value->getTypeInfo()) return false;
+        const std::string text = it->second->toString();
+        if (text.empty() || text != value->toString()) return false;
+    }
+    return !other.empty();
+}
+
+bool Storage::operator==(const DataStorage& other) const {
+    if (size() != other.size()) return false;
+    for (const auto& [key, value] : *other.m_pItems) {
+        const auto it = m_pItems->find(key);
+        if (it == m_pItems->end() || !it->second->equal_imp(value)) return false;
+    }
+    return true;
+}
+
+size_t Storage::sizeofType() const {
+    size_t size = sizeof(std::uint64_t);
+    for (const auto& [key, value] : *m_pItems)
+        size += Memory::sizeofT(key) + Memory::sizeofT(value->getTypeString()) + value->sizeofT_imp();
+    return size;
+}
+
+size_t Storage::serialize(Endian endian, char* data) const {
+    size_t used = Memory::writeField(endian, data, static_cast<std::uint64_t>(m_pItems->size()));
+    for (const auto& [key, value] : *m_pItems) {
+        used += Memory::serializeT(endian, data + used, key);
+        used += Memory::serializeT(endian, data + used, value->getTypeString());
+        used += value->serialize_imp(endian, data + used);
+    }
+    return used;
+}
+
+template <>
+std::shared_ptr<Variant> GroupHolder::deserialize_imp(Endian, const char*, size_t&) {
+    ZARVO_THROW("type '" << typeid(Storage).name() << "' can not be deserialized ");
+}
+
+template class Variant_<Storage>;
+
+}  // namespace zarvo::exp

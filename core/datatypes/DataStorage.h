@@ -1,0 +1,131 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "core/datatypes/Variant.h"
+#include "core/memory/MemoryBinary.h"
+
+namespace zarvo::exp {
+
+/// The key-type independent face of a storage.
+class DataStorageBase {
+public:
+    DataStorageBase(const DataStorageBase&) = default;
+    DataStorageBase& operator=(const DataStorageBase&) = default;
+    virtual ~DataStorageBase();
+
+    /// Removes all entries of this level, with the groups among them.
+    virtual void clear() = 0;
+    /// Number of entries of this level; a group counts as one.
+    virtual size_t size() const = 0;
+    /// A copy on the heap, made by the copy rule of the concrete storage; the caller owns it.
+    virtual DataStorageBase* clone() const = 0;
+
+protected:
+    DataStorageBase() = default;
+};
+
+template <class Key>
+class DataStorage;
+
+/// Values of any registered type under text keys, in key order. A key may be a
+/// dotted path: "a.b.c" is the entry "c" in the group "b" in the group "a", where a
+/// group is an entry holding another storage in a Variant_<DataStorage<std::string>>.
+/// Values are shared: get() hands out the stored object itself. Copies duplicate
+/// the groups and share the leaf values.
+template <>
+class DataStorage<std::string> : public DataStorageBase {
+public:
+    using Map = std::map<std::string, std::shared_ptr<Variant>>;
+    using iterator = Map::iterator;
+    using const_iterator = Map::const_iterator;
+
+    /// An empty storage.
+    DataStorage();
+    /// Duplicates other's groups, shares its leaf values.
+    DataStorage(const DataStorage& other);
+    /// Takes over other's entries; other is left without any and may only be
+    /// assigned to or destroyed.
+    DataStorage(DataStorage&& other) noexcept;
+    ~DataStorage() override;
+    /// Replaces the entries by a copy of other's (see the copy constructor). An
+    /// rvalue binds here too and is not emptied. Assigning a storage to itself
+    /// leaves it unchanged; other may also be one of this storage's own groups.
+    DataStorage& operator=(const DataStorage& other);
+
+    /// The value at key, or an empty pointer if there is none (missing groups
+    /// included). Throws if the path runs on behind an entry that is no group.
+    std::shared_ptr<Variant> get(const std::string& key) const;
+    /// Adds value at key, making the missing groups of its path; never replaces an
+    /// existing entry (the flag is then false). The iterator points into the
+    /// deepest level of the path that existed before the call, at the entry found
+    /// or added there (the value, or the first new group). Throws, and changes
+    /// nothing, if value is empty or the path runs on behind an entry that is no group.
+    std::pair<iterator, bool> insert(const std::string& key, std::shared_ptr<Variant> value);
+    /// Removes the entry at key, a group with all it holds; a group emptied by it
+    /// stays. True whenever it returns, a missing key included. Throws, and changes
+    /// nothing, if the path runs on behind an entry that is no group.
+    bool erase(const std::string& key);
+    void clear() override;
+    size_t size() const override;
+    DataStorageBase* clone() const override;
+
+    /// Every entry of other is at this level (keys taken whole, not as paths) with
+    /// a value of the same type and the same non-empty text. False for an empty
+    /// other; throws for a value with no text form, groups included.
+    virtual bool contains(const DataStorage& other) const;
+    /// The same test against a plain map.
+    virtual bool contains(const Map& other) const;
+
+    /// Walks this level in key order.
+    iterator begin() { return m_pItems->begin(); }
+    iterator end() { return m_pItems->end(); }
+    const_iterator begin() const { return m_pItems->begin(); }
+    const_iterator end() const { return m_pItems->end(); }
+
+    /// Same keys with equal values at every level, whatever the order of insertion.
+    /// Throws for a value that has no equality.
+    bool operator==(const DataStorage& other) const;
+
+    /// Exact number of bytes serialize() writes. Throws for a group, whose holder
+    /// has no registered name.
+    size_t sizeofType() const;
+    /// Writes the byte form at data: the entry count as uint64, then per entry in
+    /// key order the key and the value's registered name (each a uint32 length and
+    /// the bytes) and the value's own byte form. Returns the bytes written.
+    size_t serialize(Endian endian, char* data) const;
+
+private:
+    // The nested storage held by value, or nullptr if value is no group.
+    static DataStorage* groupOf(Variant& value);
+
+    std::unique_ptr<Map> m_pItems;
+};
+
+namespace Memory {
+
+/// Storages have a written byte form only; nothing in the library reads it back.
+template <>
+struct Binary<DataStorage<std::string>> {
+    static constexpr bool available = true;
+    static constexpr bool swappable = true;
+    static size_t size(const DataStorage<std::string>& value) { return value.sizeofType(); }
+    static size_t write(Endian endian, char* out, const DataStorage<std::string>& value) {
+        return value.serialize(endian, out);
+    }
+};
+
+}  // namespace Memory
+
+/// Refuses: a storage's byte form is written, never read.
+template <>
+std::shared_ptr<Variant> Variant_<DataStorage<std::string>>::deserialize_imp(Endian endian, const char* data,
+                                                                            size_t& size);
+
+extern template class Variant_<DataStorage<std::string>>;
+
+}  // namespace zarvo::exp
