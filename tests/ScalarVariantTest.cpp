@@ -184,3 +184,20 @@ TEST(ScalarVariant, Predicates) {
     EXPECT_TRUE(floating->isFloatingPoint() && !floating->isIntegral());
     EXPECT_EQ(integral->getTypeString(), "uint64");
 }
+
+TEST(ScalarVariant, ConstantMarkedFloatHolder) {
+    const MarkedFloat reading(1.5f, MarkedFloat::Overrange);
+    const std::shared_ptr<Variant> held = std::make_shared<Variant_<const MarkedFloat>>(reading);
+    EXPECT_TRUE(held->isClass() && held->isConst() && held->isComparable() && held->isSwappable());
+    EXPECT_FALSE(held->isArithmetic() || held->isFloatingPoint() || held->isContainer());
+    EXPECT_EQ(messageOf([&] { held->toFloat(); }),
+              std::string(typeid(MarkedFloat).name()) + " is not convertible to " + typeid(float).name());
+    EXPECT_EQ(messageOf([&] { held->value<MarkedFloat>(); }), "Can't get void* address pointer from const data!");
+    EXPECT_TRUE(held->value<const MarkedFloat>().isOverrange());
+    EXPECT_EQ(held->toString(), reading.toString());
+    EXPECT_EQ(bytesOf(*held, swap), std::string("\x3f\xc0\x00\x05", 4));
+    EXPECT_TRUE(held->equal_imp(std::make_shared<Variant_<const MarkedFloat>>(MarkedFloat(1.5f, MarkedFloat::Valid))));
+    EXPECT_FALSE(held->equal_imp(hold(1.5f)));
+    EXPECT_EQ(messageOf([&] { held->getTypeString(); }),
+              std::string("Unknown type id: ") + typeid(MarkedFloat).name());
+}

@@ -6,6 +6,7 @@
 #include "core/datatypes/DataStorage.h"
 #include "core/datatypes/Frame.h"
 #include "core/datatypes/GroupDiscriminator.h"
+#include "core/datatypes/MarkedFloat.h"
 #include "core/datatypes/TypeObject.h"
 #include "core/datatypes/Variant.h"
 #include "core/memory/MemoryAcsii.h"

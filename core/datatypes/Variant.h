@@ -15,6 +15,7 @@
 #include <opencv2/core.hpp>
 
 #include "core/datatypes/ArrayDeleter.h"
+#include "core/datatypes/MarkedFloat.h"
 #include "core/memory/MemoryAcsii.h"
 #include "core/memory/MemoryBinary.h"
 #include "valuefault/Exception.h"
@@ -294,8 +295,9 @@ T Variant::value() {
 }
 
 /// Calls X(T) for every value type the library compiles a Variant_ for, but the
-/// storage holder (declared beside DataStorage): the scalars, a const float, the
-/// strings, every element kind in a vector and a list, the matrix and geometry types.
+/// storage holder (declared beside DataStorage): the scalars, a const float and a
+/// const MarkedFloat, the strings, every element kind in a vector and a list, the
+/// matrix and geometry types.
 #define ZARVO_SEQUENCES_OF(X, E) X(E) X(std::vector<E>) X(std::list<E>)
 #define ZARVO_BUILTIN_VALUE_TYPES(X)                                                                     \
     ZARVO_SEQUENCES_OF(X, bool)                                                                          \
@@ -312,7 +314,7 @@ T Variant::value() {
     ZARVO_SEQUENCES_OF(X, double)                                                                        \
     ZARVO_SEQUENCES_OF(X, std::string)                                                                   \
     ZARVO_SEQUENCES_OF(X, cv::Mat)                                                                       \
-    X(const float) X(cv::Size_<int>) X(cv::Point_<int>) X(cv::Rect_<int>)
+    X(const float) X(const MarkedFloat) X(cv::Size_<int>) X(cv::Point_<int>) X(cv::Rect_<int>)
 
 // Compiled once, in the library.
 #define ZARVO_EXTERN_VARIANT(T) extern template class Variant_<T>;
