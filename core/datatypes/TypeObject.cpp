@@ -19,6 +19,11 @@ TypeObjectInitializer::TypeObjectInitializer() {
 
 TypeObjectInitializer::~TypeObjectInitializer() {
     if (--s_count == 0) {
+        // An entry whose name was taken by another type is known by its id only.
+        for (auto& entry : *TypeObject::m_pIdTypeObjects) {
+            const auto named = TypeObject::m_pStringTypeObjects->find(entry.second->getTypeString());
+            if (named == TypeObject::m_pStringTypeObjects->end() || named->second != entry.second) delete entry.second;
+        }
         delete TypeObject::m_pIdTypeObjects;
         TypeObject::m_pIdTypeObjects = nullptr;
         for (auto& entry : *TypeObject::m_pStringTypeObjects) delete entry.second;
@@ -33,7 +38,7 @@ const TypeObject* TypeObject::create(std::unique_ptr<TypeObject> entry) {
     const std::type_info& type = entry->getTypeInfo();
     if (m_pIdTypeObjects->emplace(std::type_index(type), entry.get()).second) {
         if (!m_pStringTypeObjects->emplace(entry->getTypeString(), entry.get()).second) {
-            // The type stays findable by its id; the entry is never freed.
+            // The type stays findable by its id, which then owns the entry.
             entry.release();
             ZARVO_THROW("Type maps are inconsistent!");
         }

@@ -22,8 +22,9 @@ namespace zarvo::exp {
 
 /// Whether writers and readers reverse the bytes of each multi-byte field against
 /// the host's order. Every test is a test against 0: any value other than swap
-/// behaves as no_swap. On a little-endian host swap gives big-endian data.
-enum Endian { swap = 0, no_swap = 1 };
+/// behaves as no_swap (the underlying int makes every such value a valid Endian).
+/// On a little-endian host swap gives big-endian data.
+enum Endian : int { swap = 0, no_swap = 1 };
 
 namespace Memory {
 
@@ -231,11 +232,12 @@ struct Binary<T, std::void_t<decltype(std::declval<const T&>().serialize(no_swap
     static size_t size(const T& value) { return value.sizeofType(); }
     static size_t write(Endian endian, char* out, const T& value) { return value.serialize(endian, out); }
     static void read(Cursor& in, T& value) {
+        // The record reads from the current position on its own terms, and at least as
+        // much as its default value's form takes: a bounded cursor checks that much
+        // first, the rest once the record says what it used.
+        in.require(T().sizeofType());
         size_t used = 0;
-        // The record reads from the current position on its own terms; the cursor
-        // then moves past what it used.
-        const char* at = in.take(0);
-        value = T::deserialize(in.endian(), at, used);
+        value = T::deserialize(in.endian(), in.take(0), used);
         in.take(used);
     }
 };
