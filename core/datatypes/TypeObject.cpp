@@ -52,29 +52,6 @@ const TypeObject* TypeObject::create(std::unique_ptr<TypeObject> entry) {
     return nullptr;
 }
 
-const TypeObject* TypeObject::findP(const std::string& typeString) {
-    const auto it = m_pStringTypeObjects->find(typeString);
-    return it == m_pStringTypeObjects->end() ? nullptr : it->second;
-}
-
-const TypeObject* TypeObject::findP(const std::type_info& type) {
-    const auto it = m_pIdTypeObjects->find(std::type_index(type));
-    return it == m_pIdTypeObjects->end() ? nullptr : it->second;
-}
-
-const TypeObject& TypeObject::find(const std::string& typeString) {
-    const TypeObject* entry = findP(typeString);
-    if (entry == nullptr)
-        ZARVO_THROW("Unknown type string: " << typeString << " (Type registered with ZARVO_REGISTER_METATYPE(...) ?)");
-    return *entry;
-}
-
-const TypeObject& TypeObject::find(const std::type_info& type) {
-    const TypeObject* entry = findP(type);
-    if (entry == nullptr) ZARVO_THROW("Unknown type id: " << type.name());
-    return *entry;
-}
-
 const char* getStringFromType(const std::type_info& type) {
     if (type == typeid(const char*)) return TypeObject::find(typeid(std::string)).getTypeString();
     return TypeObject::find(type).getTypeString();

@@ -111,6 +111,30 @@ private:
 // One per translation unit, ahead of that unit's registrations.
 static TypeObjectInitializer s_typeObjectInitializer;
 
+// The lookups are inline: they are on the path of every value read by name.
+inline const TypeObject* TypeObject::findP(const std::string& typeString) {
+    const auto it = m_pStringTypeObjects->find(typeString);
+    return it == m_pStringTypeObjects->end() ? nullptr : it->second;
+}
+
+inline const TypeObject* TypeObject::findP(const std::type_info& type) {
+    const auto it = m_pIdTypeObjects->find(std::type_index(type));
+    return it == m_pIdTypeObjects->end() ? nullptr : it->second;
+}
+
+inline const TypeObject& TypeObject::find(const std::string& typeString) {
+    const TypeObject* entry = findP(typeString);
+    if (entry == nullptr)
+        ZARVO_THROW("Unknown type string: " << typeString << " (Type registered with ZARVO_REGISTER_METATYPE(...) ?)");
+    return *entry;
+}
+
+inline const TypeObject& TypeObject::find(const std::type_info& type) {
+    const TypeObject* entry = findP(type);
+    if (entry == nullptr) ZARVO_THROW("Unknown type id: " << type.name());
+    return *entry;
+}
+
 template <class T>
 const TypeObject* TypeObject::create(const char* typeString) {
     return create(std::make_unique<TypeObject_<T>>(typeString));
