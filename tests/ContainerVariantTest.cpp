@@ -7,34 +7,11 @@
 #include <vector>
 
 #include "core/datatypes/TypeObject.h"
+#include "tests/TestSupport.h"
 
 using namespace zarvo::exp;
+using namespace testsupport;
 
-namespace {
-
-template <class T>
-std::shared_ptr<Variant> hold(T value) {
-    return std::make_shared<Variant_<T>>(std::move(value));
-}
-
-std::string bytesOf(const Variant& value, Endian endian) {
-    size_t size = 0;
-    const auto buffer = value.serialize(endian, size);
-    EXPECT_EQ(size, value.sizeofT_imp());
-    return std::string(buffer.get(), size);
-}
-
-template <class F>
-std::string messageOf(F&& action) {
-    try {
-        action();
-    } catch (const zarvo::Exception& error) {
-        return error.message();
-    }
-    return "(no exception)";
-}
-
-}  // namespace
 
 TEST(ContainerVariant, ByteLayoutsInBothOrders) {
     using B = std::string;
@@ -148,6 +125,7 @@ TEST(ContainerVariant, EveryRegisteredNameRoundTrips) {
                 size_t used = 0;
                 EXPECT_TRUE(Variant::deserialize(name, endian, bytes.get(), used)->equal_imp(value)) << name;
                 EXPECT_EQ(used, size) << name;
+                EXPECT_EQ(value->sizeofT_imp(), size) << name;
             }
         }
 }

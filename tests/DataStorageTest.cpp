@@ -1,31 +1,19 @@
 #include <gtest/gtest.h>
 
 #include "core/datatypes/DataStorage.h"
+#include "tests/TestSupport.h"
 
 using namespace zarvo::exp;
 using Storage = DataStorage<std::string>;
+using namespace testsupport;
 
 namespace {
-
-template <class T>
-std::shared_ptr<Variant> hold(T value) { return std::make_shared<Variant_<T>>(value); }
 
 // "message|function" of what action throws.
 template <class F>
 std::string failureOf(F&& action) {
-    try {
-        action();
-    } catch (const zarvo::Exception& error) {
-        const std::string& where = error.where();
-        return error.message() + "|" + where.substr(where.rfind(": ") + 2, where.size() - where.rfind(": ") - 7);
-    }
-    return "(no exception)";
-}
-
-std::string bytesOf(const Variant& value, Endian endian) {
-    size_t size = 0;
-    const auto buffer = value.serialize(endian, size);
-    return std::string(buffer.get(), size);
+    const zarvo::Exception error = errorOf(std::forward<F>(action));
+    return error.message() + "|" + functionOf(error);
 }
 
 const std::string kStorage = typeid(Storage).name();

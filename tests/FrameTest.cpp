@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
 #include "core/datatypes/Frame.h"
+#include "tests/TestSupport.h"
 
 using namespace zarvo::exp;
 using Keys = std::vector<std::string>;
+using testsupport::hold;
 
 namespace {
-
-std::shared_ptr<Variant> hold(int value) { return std::make_shared<Variant_<int>>(value); }
 
 cv::Mat image(int rows = 4) { return cv::Mat(rows, 4, CV_8UC1, cv::Scalar(0)); }
 

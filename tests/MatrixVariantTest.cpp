@@ -5,31 +5,12 @@
 #include <vector>
 
 #include "core/datatypes/TypeObject.h"
+#include "tests/TestSupport.h"
 
 using namespace zarvo::exp;
+using namespace testsupport;
 
 namespace {
-
-template <class T>
-std::shared_ptr<Variant> hold(T value) {
-    return std::make_shared<Variant_<T>>(std::move(value));
-}
-
-std::string bytesOf(const Variant& value, Endian endian) {
-    size_t size = 0;
-    const auto buffer = value.serialize(endian, size);
-    return std::string(buffer.get(), size);
-}
-
-template <class F>
-zarvo::Exception errorOf(F&& action) {
-    try {
-        action();
-    } catch (const zarvo::Exception& error) {
-        return error;
-    }
-    return zarvo::Exception("(no exception)", "");
-}
 
 std::string name(const std::type_info& type) { return type.name(); }
 

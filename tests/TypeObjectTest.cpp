@@ -5,20 +5,12 @@
 #include <sstream>
 
 #include "core/datatypes/TypeObject.h"
+#include "tests/TestSupport.h"
 
 using namespace zarvo::exp;
+using namespace testsupport;
 
 namespace {
-
-template <class F>
-std::string messageOf(F&& action) {
-    try {
-        action();
-    } catch (const zarvo::Exception& error) {
-        return error.message();
-    }
-    return "(no exception)";
-}
 
 // A type of the caller's own, given the record members and registered by name.
 struct Reading {
@@ -55,21 +47,22 @@ struct Renamed {};
 ZARVO_REGISTER_METATYPE(Reading, "testreading");
 ZARVO_REGISTER_METATYPE(Renamed, "testrenamed");
 
-TEST(TypeObject, FindsBuiltInScalarsByNameAndType) {
-    const std::pair<const char*, const std::type_info*> entries[] = {
-        {"bool", &typeid(bool)},     {"char", &typeid(char)},
-        {"int8", &typeid(signed char)}, {"uint8", &typeid(unsigned char)},
-        {"int16", &typeid(short)},   {"uint16", &typeid(unsigned short)},
-        {"int32", &typeid(int)},     {"uint32", &typeid(unsigned int)},
-        {"int64", &typeid(std::int64_t)}, {"uint64", &typeid(std::uint64_t)},
-        {"float", &typeid(float)},   {"double", &typeid(double)},
-        {"void", &typeid(void)}};
-    for (const auto& [name, type] : entries) {
-        EXPECT_EQ(TypeObject::find(name).getTypeInfo(), *type) << name;
-        EXPECT_STREQ(TypeObject::find(*type).getTypeString(), name);
-        EXPECT_EQ(&TypeObject::find(name), TypeObject::findP(*type));
-        EXPECT_EQ(getTypeFromString(name), *type);
+TEST(TypeObject, EveryBuiltInNameFindsItsEntryBothWays) {
+    std::vector<std::string> names{"void", "string", "cvmat", "cvsize", "cvpoint", "cvrect", "veccvmat", "listcvmat"};
+    for (const char* element : {"bool", "char", "int8", "uint8", "int16", "uint16", "int32", "uint32", "int64",
+                                "uint64", "float", "double"})
+        names.insert(names.end(), {element, std::string("vec") + element, std::string("list") + element});
+    names.insert(names.end(), {"vecstring", "liststring"});
+    ASSERT_EQ(names.size(), 46u);
+    for (const std::string& name : names) {
+        const TypeObject& entry = TypeObject::find(name);
+        EXPECT_EQ(entry.getTypeString(), name);
+        EXPECT_EQ(&TypeObject::find(entry.getTypeInfo()), &entry) << name;
+        EXPECT_EQ(getTypeFromString(name), entry.getTypeInfo());
     }
+    EXPECT_EQ(getTypeFromString("int8"), typeid(signed char));
+    EXPECT_EQ(getTypeFromString("uint64"), typeid(std::uint64_t));
+    EXPECT_EQ(getTypeFromString("void"), typeid(void));
     EXPECT_STREQ(getStringFromType(typeid(const float)), "float");
 }
 
