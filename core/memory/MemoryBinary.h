@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
-#include <algorithm>
+#include <limits>
 #include <list>
 #include <string>
 #include <type_traits>
@@ -54,6 +54,14 @@ size_t writeField(Endian endian, char* out, T value) {
     if (endian == swap) value = byteSwapped(value);
     std::memcpy(out, &value, sizeof value);
     return sizeof value;
+}
+
+/// Writes the 32-bit length or element count in front of a string or container;
+/// one of 2^32 or more has no byte form and throws.
+inline size_t writeCount(Endian endian, char* out, size_t count) {
+    if (count > std::numeric_limits<std::uint32_t>::max())
+        ZARVO_THROW("Too many elements for a byte form: " << count << " (at most 4294967295)");
+    return writeField(endian, out, static_cast<std::uint32_t>(count));
 }
 
 /// Copies count fields of width bytes (1, 2, 4 or 8) from in to out, reversing the
@@ -104,15 +112,16 @@ size_t writeFields(Endian endian, char* out, const T* values, size_t count) {
 }
 
 /// The read position of every byte reader: where the value started, how far it has
-/// been read, and where the input ends. An unbounded cursor leaves the end open and
+/// been read, and how many bytes there are. An unbounded cursor leaves that open and
 /// believes every count; a bounded one refuses to hand out bytes past its end.
 class Cursor {
 public:
     /// A cursor over a complete value whose length the caller vouches for.
-    Cursor(Endian endian, const char* data) : m_endian(endian), m_pBegin(data), m_pPos(data), m_pEnd(nullptr) {}
+    Cursor(Endian endian, const char* data)
+        : m_endian(endian), m_pBegin(data), m_pPos(data), m_limit(std::numeric_limits<size_t>::max()) {}
     /// A cursor that throws rather than read past data + available.
     Cursor(Endian endian, const char* data, size_t available)
-        : m_endian(endian), m_pBegin(data), m_pPos(data), m_pEnd(data + available) {}
+        : m_endian(endian), m_pBegin(data), m_pPos(data), m_limit(available) {}
 
     /// The byte order switch of the value being read.
     Endian endian() const { return m_endian; }
@@ -121,10 +130,9 @@ public:
 
     /// Checks that n more bytes are there; the one place a bounded cursor refuses input.
     void require(size_t n) const {
-        if (m_pEnd != nullptr && n > static_cast<size_t>(m_pEnd - m_pPos))
-            ZARVO_THROW("Input ends before the value does: " << n << " more bytes needed at offset "
-                                                             << consumed() << ", "
-                                                             << (m_pEnd - m_pPos) << " left");
+        if (n > m_limit - consumed())
+            ZARVO_THROW("Input ends before the value does: " << n << " more bytes needed at offset " << consumed()
+                                                             << ", " << m_limit - consumed() << " left");
     }
 
     /// Hands out the next n bytes and moves past them.
@@ -164,7 +172,7 @@ private:
     Endian m_endian;
     const char* m_pBegin;
     const char* m_pPos;
-    const char* m_pEnd;
+    size_t m_limit;  // bytes readable from m_pBegin on; the largest size_t when open
 };
 
 /// Writes value at data, which must have room for sizeofT(value) bytes, and
@@ -211,7 +219,7 @@ struct Binary<std::string> {
     static constexpr bool swappable = true;
     static size_t size(const std::string& value) { return 4 + value.size(); }
     static size_t write(Endian endian, char* out, const std::string& value) {
-        writeField(endian, out, static_cast<std::uint32_t>(value.size()));
+        writeCount(endian, out, value.size());
         if (!value.empty()) std::memcpy(out + 4, value.data(), value.size());
         return 4 + value.size();
     }
@@ -263,7 +271,7 @@ struct SequenceBinary {
     }
 
     static size_t write(Endian endian, char* out, const Sequence& values) {
-        size_t used = writeField(endian, out, static_cast<std::uint32_t>(values.size()));
+        size_t used = writeCount(endian, out, values.size());
         if constexpr (block) {
             used += writeFields(endian, out + used, values.data(), values.size());
         } else {
