@@ -119,20 +119,16 @@ void MatDeserialize(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK_TEMPLATE(Memcpy, float);
-BENCHMARK_TEMPLATE(Serialize, float, no_swap);
-BENCHMARK_TEMPLATE(Serialize, float, swap);
-BENCHMARK_TEMPLATE(Deserialize, float, no_swap);
-BENCHMARK_TEMPLATE(Deserialize, float, swap);
-BENCHMARK_TEMPLATE(CerealSave, float);
-BENCHMARK_TEMPLATE(CerealLoad, float);
-BENCHMARK_TEMPLATE(Memcpy, double);
-BENCHMARK_TEMPLATE(Serialize, double, no_swap);
-BENCHMARK_TEMPLATE(Serialize, double, swap);
-BENCHMARK_TEMPLATE(Deserialize, double, no_swap);
-BENCHMARK_TEMPLATE(Deserialize, double, swap);
-BENCHMARK_TEMPLATE(CerealSave, double);
-BENCHMARK_TEMPLATE(CerealLoad, double);
+#define ZARVO_VECTOR_BENCHMARKS(T)                 \
+    BENCHMARK_TEMPLATE(Memcpy, T);                 \
+    BENCHMARK_TEMPLATE(Serialize, T, no_swap);     \
+    BENCHMARK_TEMPLATE(Serialize, T, swap);        \
+    BENCHMARK_TEMPLATE(Deserialize, T, no_swap);   \
+    BENCHMARK_TEMPLATE(Deserialize, T, swap);      \
+    BENCHMARK_TEMPLATE(CerealSave, T);             \
+    BENCHMARK_TEMPLATE(CerealLoad, T)
+ZARVO_VECTOR_BENCHMARKS(float);
+ZARVO_VECTOR_BENCHMARKS(double);
 BENCHMARK(MatMemcpy);
 BENCHMARK(MatSerialize);
 BENCHMARK(MatDeserialize);
