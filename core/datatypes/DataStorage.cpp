@@ -123,6 +123,51 @@ size_t Storage::sizeofType() const {
     return size;
 }
 
+Storage Storage::deserialize(Endian endian, const char* data, size_t& size) {
+    Memory::Cursor in(endian, data);
+    DataStorage storage = read(in);
+    size = in.consumed();
+    return storage;
+}
+
+Storage Storage::deserialize(Endian endian, const char* data, size_t available, size_t& size) {
+    Memory::Cursor in(endian, data, available);
+    DataStorage storage = read(in);
+    size = in.consumed();
+    return storage;
+}
+
+Storage Storage::read(Memory::Cursor& in) {
+    // Groups read themselves through the registry, one call chain deeper per level:
+    // the depth is limited so that hostile bytes cannot exhaust the stack.
+    constexpr unsigned kMaxNesting = 64;
+    thread_local unsigned nesting = 0;
+    struct Level {
+        Level() {
+            if (++nesting > kMaxNesting) {
+                --nesting;
+                ZARVO_THROW("Storage groups nested deeper than " << kMaxNesting << " levels");
+            }
+        }
+        ~Level() { --nesting; }
+    } level;
+
+    const std::uint64_t count = in.field<std::uint64_t>();
+    in.requireElements(count, 8);  // every entry holds at least its two lengths
+    DataStorage storage;
+    for (std::uint64_t i = 0; i < count; ++i) {
+        std::string key, typeName;
+        Memory::deserializeT(in, key);
+        Memory::deserializeT(in, typeName);
+        if (key.find('.') != std::string::npos) ZARVO_THROW("Storage key holds a '.': " << key);
+        std::shared_ptr<Variant> value = Variant::deserialize(typeName, in);
+        if (!value) ZARVO_THROW("Storage entry holds no value: " << key << " (type " << typeName << ")");
+        if (!storage.m_pItems->try_emplace(key, std::move(value)).second)
+            ZARVO_THROW("Storage key appears twice: " << key);
+    }
+    return storage;
+}
+
 size_t Storage::serialize(Endian endian, char* data) const {
     size_t used = Memory::writeField(endian, data, static_cast<std::uint64_t>(m_pItems->size()));
     for (const auto& [key, value] : *m_pItems) {
@@ -131,11 +176,6 @@ size_t Storage::serialize(Endian endian, char* data) const {
         used += value->serialize_imp(endian, data + used);
     }
     return used;
-}
-
-template <>
-std::shared_ptr<Variant> GroupHolder::deserialize_imp(Endian, const char*, size_t&) {
-    ZARVO_THROW("type '" << typeid(Storage).name() << "' can not be deserialized ");
 }
 
 template class Variant_<Storage>;

@@ -98,33 +98,25 @@ public:
     /// key order the key and the value's registered name (each a uint32 length and
     /// the bytes) and the value's own byte form. Returns the bytes written.
     size_t serialize(Endian endian, char* data) const;
+    /// Reads a storage in the form serialize() writes, from data that holds all of
+    /// it; size receives the bytes used. Each value is read through the registry by
+    /// its name, so a group reads back only once a caller has registered
+    /// DataStorage<std::string> under a name. Throws a zarvo::Exception, and gives no
+    /// storage, for a duplicate key, a key holding ".", an unregistered name, an
+    /// entry named "void", or groups nested deeper than 64 levels.
+    static DataStorage deserialize(Endian endian, const char* data, size_t& size);
+    /// As above, but never reads past data + available: input that ends early or
+    /// counts more entries than it can hold throws a zarvo::Exception.
+    static DataStorage deserialize(Endian endian, const char* data, size_t available, size_t& size);
 
 private:
     // The nested storage held by value, or nullptr if value is no group.
     static DataStorage* groupOf(Variant& value);
+    // Reads the entries at the cursor: the one reader behind both deserialize forms.
+    static DataStorage read(Memory::Cursor& in);
 
     std::unique_ptr<Map> m_pItems;
 };
-
-namespace Memory {
-
-/// Storages have a written byte form only; nothing in the library reads it back.
-template <>
-struct Binary<DataStorage<std::string>> {
-    static constexpr bool available = true;
-    static constexpr bool swappable = true;
-    static size_t size(const DataStorage<std::string>& value) { return value.sizeofType(); }
-    static size_t write(Endian endian, char* out, const DataStorage<std::string>& value) {
-        return value.serialize(endian, out);
-    }
-};
-
-}  // namespace Memory
-
-/// Refuses: a storage's byte form is written, never read.
-template <>
-std::shared_ptr<Variant> Variant_<DataStorage<std::string>>::deserialize_imp(Endian endian, const char* data,
-                                                                            size_t& size);
 
 extern template class Variant_<DataStorage<std::string>>;
 

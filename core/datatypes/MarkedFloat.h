@@ -120,6 +120,10 @@ public:
     static MarkedFloat deserialize(Endian endian, const char* data, size_t& size) {
         return fromWord(Memory::deserializeT<std::uint32_t>(endian, data, size));
     }
+    /// As above, but throws a zarvo::Exception when fewer than 4 bytes are available.
+    static MarkedFloat deserialize(Endian endian, const char* data, size_t available, size_t& size) {
+        return fromWord(Memory::deserializeT<std::uint32_t>(endian, data, available, size));
+    }
     /// The size of the byte form: 4.
     size_t sizeofType() const { return sizeof m_word; }
 

@@ -29,6 +29,8 @@ public:
     virtual std::shared_ptr<Variant> deserialize(Endian endian, const char* data, size_t& size) const = 0;
     /// Parses one value from its text form.
     virtual std::shared_ptr<Variant> fromString(const std::string& text) const = 0;
+    /// Reads one value at the cursor; a bounded cursor is never read past its end.
+    virtual std::shared_ptr<Variant> deserialize(Memory::Cursor& in) const = 0;
 
     /// The registered text name.
     const char* getTypeString() const { return m_typeString; }
@@ -74,10 +76,11 @@ public:
     std::shared_ptr<Variant> fromString(const std::string& text) const override {
         return Variant_<T>::fromString_imp(text);
     }
+    std::shared_ptr<Variant> deserialize(Memory::Cursor& in) const override { return Variant_<T>::deserialize_imp(in); }
 };
 
-/// The entry "void": no value exists, so both readers give an empty pointer and
-/// leave size alone.
+/// The entry "void": no value exists, so every reader gives an empty pointer, reads
+/// nothing and leaves size alone.
 template <>
 class TypeObject_<void> : public TypeObject {
 public:
@@ -86,6 +89,7 @@ public:
     const std::type_info& getTypeInfo() const override { return typeid(void); }
     std::shared_ptr<Variant> deserialize(Endian, const char*, size_t&) const override { return {}; }
     std::shared_ptr<Variant> fromString(const std::string&) const override { return {}; }
+    std::shared_ptr<Variant> deserialize(Memory::Cursor&) const override { return {}; }
 };
 
 /// The registered text name of a type; a const char* counts as "string". Throws

@@ -13,6 +13,19 @@ std::shared_ptr<Variant> Variant::deserialize(const std::string& typeString, End
     return TypeObject::find(typeString).deserialize(endian, data, size);
 }
 
+std::shared_ptr<Variant> Variant::deserialize(const std::string& typeString, Endian endian, const char* data,
+                                              size_t available, size_t& size) {
+    const TypeObject& entry = TypeObject::find(typeString);
+    Memory::Cursor in(endian, data, available);
+    std::shared_ptr<Variant> value = entry.deserialize(in);
+    size = in.consumed();
+    return value;
+}
+
+std::shared_ptr<Variant> Variant::deserialize(const std::string& typeString, Memory::Cursor& in) {
+    return TypeObject::find(typeString).deserialize(in);
+}
+
 std::shared_ptr<Variant> Variant::fromString(const std::string& typeString, const std::string& text) {
     return TypeObject::find(typeString).fromString(text);
 }

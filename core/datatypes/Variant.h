@@ -96,9 +96,19 @@ public:
     /// across their types, everything else only within one type.
     virtual bool equal_imp(std::shared_ptr<Variant> other) const = 0;
 
-    /// Reads a value of the registered type typeString; size receives the bytes used.
+    /// Reads a value of the registered type typeString from data, which must hold a
+    /// complete byte form; size receives the bytes used.
     static std::shared_ptr<Variant> deserialize(const std::string& typeString, Endian endian, const char* data,
                                                 size_t& size);
+    /// Reads a value of the registered type typeString from the available bytes at
+    /// data, never past them; size receives the bytes used (0 for "void", which gives
+    /// an empty pointer). Input that ends early or holds an implausible count, length
+    /// or matrix header throws a zarvo::Exception.
+    static std::shared_ptr<Variant> deserialize(const std::string& typeString, Endian endian, const char* data,
+                                                size_t available, size_t& size);
+    /// Reads a value of the registered type typeString at the cursor: the way records
+    /// and storages read the values they hold.
+    static std::shared_ptr<Variant> deserialize(const std::string& typeString, Memory::Cursor& in);
     /// Parses a value of the registered type typeString from its text form.
     static std::shared_ptr<Variant> fromString(const std::string& typeString, const std::string& text);
     /// The byte form in a new buffer of exactly size bytes (one allocation).
@@ -263,9 +273,21 @@ public:
     /// Reads one value from data (a complete byte form) into a new holder; size
     /// receives the bytes used.
     static std::shared_ptr<Variant> deserialize_imp(Endian endian, const char* data, size_t& size) {
-        if constexpr (Memory::Binary<Value>::available)
-            return std::make_shared<Variant_>(Memory::deserializeT<Value>(endian, data, size));
-        else ZARVO_THROW("type '" << typeid(T).name() << "' can not be deserialized ");
+        Memory::Cursor in(endian, data);
+        std::shared_ptr<Variant> value = deserialize_imp(in);
+        size = in.consumed();
+        return value;
+    }
+
+    /// Reads one value at the cursor into a new holder.
+    static std::shared_ptr<Variant> deserialize_imp(Memory::Cursor& in) {
+        if constexpr (Memory::Binary<Value>::available) {
+            Value value{};
+            Memory::deserializeT(in, value);
+            return std::make_shared<Variant_>(std::move(value));
+        } else {
+            ZARVO_THROW("type '" << typeid(T).name() << "' can not be deserialized ");
+        }
     }
 
     /// Parses one value from its text form into a new holder.

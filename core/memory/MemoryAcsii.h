@@ -26,11 +26,14 @@ template <class T, class Enable = void>
 struct Text;
 
 template <class T, class = void>
-struct HasTextMembers : std::false_type {};
+struct HasToString : std::false_type {};
 template <class T>
-struct HasTextMembers<T, std::void_t<decltype(std::declval<const T&>().toString()),
-                                     decltype(T::fromString(std::declval<const std::string&>()))>>
-    : std::true_type {};
+struct HasToString<T, std::void_t<decltype(std::declval<const T&>().toString())>> : std::true_type {};
+
+template <class T, class = void>
+struct HasFromString : std::false_type {};
+template <class T>
+struct HasFromString<T, std::void_t<decltype(T::fromString(std::declval<const std::string&>()))>> : std::true_type {};
 
 template <class T, class = void>
 struct HasStreamOut : std::false_type {};
@@ -44,12 +47,14 @@ template <class T>
 struct HasStreamIn<T, std::void_t<decltype(std::declval<std::istream&>() >> std::declval<T&>())>>
     : std::true_type {};
 
+// Each direction stands on its own: a record that prints but does not parse has a
+// text form for toString and refuses fromString.
 template <class T, class Enable>
 struct Text {
-    static constexpr bool writable = HasTextMembers<T>::value || HasStreamOut<T>::value;
-    static constexpr bool readable = HasTextMembers<T>::value || HasStreamIn<T>::value;
+    static constexpr bool writable = HasToString<T>::value || HasStreamOut<T>::value;
+    static constexpr bool readable = HasFromString<T>::value || HasStreamIn<T>::value;
     static std::string write(const T& value) {
-        if constexpr (HasTextMembers<T>::value) {
+        if constexpr (HasToString<T>::value) {
             return value.toString();
         } else {
             std::stringstream stream;
@@ -58,7 +63,7 @@ struct Text {
         }
     }
     static T read(const std::string& text) {
-        if constexpr (HasTextMembers<T>::value) return T::fromString(text);
+        if constexpr (HasFromString<T>::value) return T::fromString(text);
         else return readByStreamRule<T>(text);
     }
 };

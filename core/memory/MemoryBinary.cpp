@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <limits>
-#include <vector>
 
 namespace zarvo::exp::Memory {
 
@@ -36,6 +35,10 @@ ZARVO_VECTOR_CLONES void reverse8(char* out, const char* in, size_t count) {
     reverseEach<std::uint64_t>(out, in, count);
 }
 
+// OpenCV's limits on a matrix: dimensions, and channels per element.
+constexpr std::uint32_t kMaxDims = 32;
+constexpr std::uint32_t kMaxChannels = CV_CN_MAX;
+
 // Bytes of one channel value for each OpenCV depth code, one hex digit per code.
 constexpr std::uint32_t kChannelBytes = 0x28442211;
 
@@ -52,12 +55,6 @@ size_t pixelBytes(const cv::Mat& value) {
         for (int i = 0; i < dims; ++i) count *= static_cast<size_t>(value.size[i]);
     }
     return count * value.step[dims - 1];
-}
-
-// a * b, or the largest size_t when it does not fit, so that a bounded cursor
-// refuses it instead of a huge allocation being tried.
-size_t saturatingProduct(size_t a, size_t b) {
-    return b != 0 && a > std::numeric_limits<size_t>::max() / b ? std::numeric_limits<size_t>::max() : a * b;
 }
 
 }  // namespace
@@ -97,22 +94,33 @@ size_t Binary<cv::Mat>::write(Endian, char* out, const cv::Mat& value) {
 void Binary<cv::Mat>::read(Cursor& in, cv::Mat& value) {
     value.release();
     const std::uint32_t dims = in.field<std::uint32_t>();
-    in.require(saturatingProduct(dims, 4));
-    std::vector<int> sizes(dims);
-    for (int& size : sizes) size = in.field<int>();
+    if (dims > kMaxDims) ZARVO_THROW("Matrix header holds " << dims << " dimensions, at most " << kMaxDims);
+    int sizes[kMaxDims];
+    size_t count = 1;
+    for (std::uint32_t i = 0; i < dims; ++i) {
+        sizes[i] = in.field<int>();
+        if (sizes[i] < 0) ZARVO_THROW("Matrix header holds the negative size " << sizes[i] << " in dimension " << i);
+        if (sizes[i] != 0 && count > std::numeric_limits<size_t>::max() / static_cast<size_t>(sizes[i]))
+            ZARVO_THROW("Matrix header holds more elements than memory can address");
+        count *= static_cast<size_t>(sizes[i]);
+    }
     const std::uint32_t depth = in.field<std::uint32_t>();
+    if (depth > 7) ZARVO_THROW("Matrix header holds the depth code " << depth << ", not 0 to 7");
     const std::uint32_t channels = in.field<std::uint32_t>();
+    if (channels < 1 || channels > kMaxChannels)
+        ZARVO_THROW("Matrix header holds " << channels << " channels, not 1 to " << CV_CN_MAX);
     in.take(4);  // bytes per channel value: follows from the depth
-    const int type = static_cast<int>((channels - 1) * 8 + (depth & 7));
     if (dims == 0) return;
 
     // Claim the pixel bytes before allocating, so a bounded read of bad bytes fails cleanly.
-    size_t count = 1;
-    for (int size : sizes) count = saturatingProduct(count, size < 0 ? 0 : static_cast<size_t>(size));
-    in.require(saturatingProduct(count, static_cast<size_t>(CV_ELEM_SIZE(type))));
+    const int type = CV_MAKETYPE(static_cast<int>(depth), static_cast<int>(channels));
+    const size_t elementBytes = CV_ELEM_SIZE(type);
+    if (count > std::numeric_limits<size_t>::max() / elementBytes)
+        ZARVO_THROW("Matrix header holds more pixel bytes than memory can address");
+    in.require(count * elementBytes);
 
     if (dims == 2) value.create(sizes[0], sizes[1], type);
-    else value.create(static_cast<int>(dims), sizes.data(), type);
+    else value.create(static_cast<int>(dims), sizes, type);
     const size_t n = pixelBytes(value);
     if (n != 0) std::memcpy(value.data, in.take(n), n);
 }

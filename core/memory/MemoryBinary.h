@@ -12,6 +12,7 @@
 #include <list>
 #include <string>
 #include <type_traits>
+#include <typeinfo>
 #include <vector>
 
 #include <opencv2/core.hpp>
@@ -127,12 +128,24 @@ public:
     Endian endian() const { return m_endian; }
     /// Bytes read so far.
     size_t consumed() const { return static_cast<size_t>(m_pPos - m_pBegin); }
+    /// Bytes left before the end (for an open cursor, more than any input holds).
+    size_t remaining() const { return m_limit - consumed(); }
+    /// Whether the cursor knows where its input ends.
+    bool bounded() const { return m_limit != std::numeric_limits<size_t>::max(); }
 
     /// Checks that n more bytes are there; the one place a bounded cursor refuses input.
     void require(size_t n) const {
-        if (n > m_limit - consumed())
+        if (n > remaining())
             ZARVO_THROW("Input ends before the value does: " << n << " more bytes needed at offset " << consumed()
-                                                             << ", " << m_limit - consumed() << " left");
+                                                             << ", " << remaining() << " left");
+    }
+
+    /// Checks that count elements of at least minSize bytes each can be there, before
+    /// anything is allocated for them. A product too large for size_t never fits.
+    void requireElements(size_t count, size_t minSize) const {
+        require(minSize != 0 && count > std::numeric_limits<size_t>::max() / minSize
+                    ? std::numeric_limits<size_t>::max()
+                    : count * minSize);
     }
 
     /// Hands out the next n bytes and moves past them.
@@ -187,6 +200,7 @@ void deserializeT(Cursor& in, T& value);
 
 /// The byte codec of one type family. A specialisation offers
 ///   static constexpr bool available, swappable;
+///   static constexpr size_t minSize;                    // the smallest form of any value
 ///   static size_t size(const T&);                       // exact bytes write() will use
 ///   static size_t write(Endian, char*, const T&);       // returns the bytes written
 ///   static void read(Cursor&, T&);                      // fills an existing value
@@ -204,6 +218,7 @@ template <class T>
 struct Binary<T, std::enable_if_t<std::is_arithmetic_v<T>>> {
     static constexpr bool available = true;
     static constexpr bool swappable = true;
+    static constexpr size_t minSize = sizeof(T);
     static size_t size(const T&) { return sizeof(T); }
     static size_t write(Endian endian, char* out, const T& value) {
         if constexpr (std::is_same_v<T, bool>) return writeField<unsigned char>(endian, out, value ? 1 : 0);
@@ -217,6 +232,7 @@ template <>
 struct Binary<std::string> {
     static constexpr bool available = true;
     static constexpr bool swappable = true;
+    static constexpr size_t minSize = 4;
     static size_t size(const std::string& value) { return 4 + value.size(); }
     static size_t write(Endian endian, char* out, const std::string& value) {
         writeCount(endian, out, value.size());
@@ -229,23 +245,35 @@ struct Binary<std::string> {
     }
 };
 
+template <class T, class = void>
+struct HasBoundedDeserialize : std::false_type {};
+template <class T>
+struct HasBoundedDeserialize<T, std::void_t<decltype(T::deserialize(no_swap, std::declval<const char*>(), size_t{},
+                                                                     std::declval<size_t&>()))>>
+    : std::true_type {};
+
 /// Types that follow the record convention (serialize, static deserialize,
-/// sizeofType) need nothing else to have a byte form.
+/// sizeofType) need nothing else to have a byte form. A bounded cursor reads such a
+/// record through its bounded deserialize(endian, data, available, size); a record
+/// that has only the unbounded form is refused there, since it could read past the end.
 template <class T>
 struct Binary<T, std::void_t<decltype(std::declval<const T&>().serialize(no_swap, std::declval<char*>())),
                              decltype(T::deserialize(no_swap, std::declval<const char*>(), std::declval<size_t&>())),
                              decltype(std::declval<const T&>().sizeofType())>> {
     static constexpr bool available = true;
     static constexpr bool swappable = true;
+    static constexpr size_t minSize = 1;
     static size_t size(const T& value) { return value.sizeofType(); }
     static size_t write(Endian endian, char* out, const T& value) { return value.serialize(endian, out); }
     static void read(Cursor& in, T& value) {
-        // The record reads from the current position on its own terms, and at least as
-        // much as its default value's form takes: a bounded cursor checks that much
-        // first, the rest once the record says what it used.
-        in.require(T().sizeofType());
         size_t used = 0;
-        value = T::deserialize(in.endian(), in.take(0), used);
+        if (!in.bounded()) {
+            value = T::deserialize(in.endian(), in.take(0), used);
+        } else if constexpr (HasBoundedDeserialize<T>::value) {
+            value = T::deserialize(in.endian(), in.take(0), in.remaining(), used);
+        } else {
+            ZARVO_THROW("type '" << typeid(T).name() << "' has no bounded byte reader");
+        }
         in.take(used);
     }
 };
@@ -259,6 +287,7 @@ struct SequenceBinary {
                                   std::is_same_v<Sequence, std::vector<Element>>;
     static constexpr bool available = Binary<Element>::available;
     static constexpr bool swappable = Binary<Element>::swappable;
+    static constexpr size_t minSize = 4;
 
     static size_t size(const Sequence& values) {
         if constexpr (std::is_arithmetic_v<Element>) {
@@ -285,16 +314,17 @@ struct SequenceBinary {
         if constexpr (block) {
             in.fields(values, count);
         } else {
-            in.require(count);  // every element takes at least one byte
-            values.resize(count);
-            for (auto it = values.begin(); it != values.end(); ++it) {
-                if constexpr (std::is_same_v<Element, bool>) {
-                    bool value = false;  // std::vector<bool> hands out proxies, not references
-                    Binary<bool>::read(in, value);
-                    *it = value;
-                } else {
-                    deserializeT(in, *it);
-                }
+            // Elements are added as they are read, never sized ahead from the count
+            // alone. The first one is read before the count is checked against the
+            // input, so an element type that refuses the byte order says so first.
+            values.clear();
+            for (std::uint32_t i = 0; i < count; ++i) {
+                Element value{};
+                deserializeT(in, value);
+                values.push_back(std::move(value));
+                if (i == 0) in.requireElements(count - 1, Binary<Element>::minSize);
+                if constexpr (std::is_same_v<Sequence, std::vector<Element>>)
+                    if (i == 0 && in.bounded()) values.reserve(count);
             }
         }
     }
@@ -317,6 +347,7 @@ template <class T, int T::*... fields>
 struct GeometryBinary {
     static constexpr bool available = true;
     static constexpr bool swappable = false;
+    static constexpr size_t minSize = 4 * sizeof...(fields);
     static size_t size(const T&) { return 4 * sizeof...(fields); }
     static size_t write(Endian, char* out, const T& value) {
         size_t used = 0;
@@ -345,10 +376,13 @@ struct Binary<cv::Rect_<int>> : GeometryBinary<cv::Rect_<int>, &cv::Rect_<int>::
 /// pixels in one block. A matrix that is not continuous (a region of another) is
 /// written as its continuous copy would be, so reading gives a matrix equal in
 /// content to the region. A matrix read back has a continuous buffer of its own.
+/// The reader checks the header before it allocates: at most 32 dimensions, no
+/// negative size, depth 0 to 7, 1 to 512 channels, a byte size that fits.
 template <>
 struct Binary<cv::Mat> {
     static constexpr bool available = true;
     static constexpr bool swappable = false;
+    static constexpr size_t minSize = 16;
     static constexpr const char* noSwapMessage = "Mat only serializable for no_swap endianes";
     static size_t size(const cv::Mat& value);
     static size_t write(Endian endian, char* out, const cv::Mat& value);
