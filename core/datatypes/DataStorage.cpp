@@ -124,17 +124,11 @@ size_t Storage::sizeofType() const {
 }
 
 Storage Storage::deserialize(Endian endian, const char* data, size_t& size) {
-    Memory::Cursor in(endian, data);
-    DataStorage storage = read(in);
-    size = in.consumed();
-    return storage;
+    return Memory::readFrom(Memory::Cursor(endian, data), size, read);
 }
 
 Storage Storage::deserialize(Endian endian, const char* data, size_t available, size_t& size) {
-    Memory::Cursor in(endian, data, available);
-    DataStorage storage = read(in);
-    size = in.consumed();
-    return storage;
+    return Memory::readFrom(Memory::Cursor(endian, data, available), size, read);
 }
 
 Storage Storage::read(Memory::Cursor& in) {

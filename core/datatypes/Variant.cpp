@@ -16,10 +16,8 @@ std::shared_ptr<Variant> Variant::deserialize(const std::string& typeString, End
 std::shared_ptr<Variant> Variant::deserialize(const std::string& typeString, Endian endian, const char* data,
                                               size_t available, size_t& size) {
     const TypeObject& entry = TypeObject::find(typeString);
-    Memory::Cursor in(endian, data, available);
-    std::shared_ptr<Variant> value = entry.deserialize(in);
-    size = in.consumed();
-    return value;
+    return Memory::readFrom(Memory::Cursor(endian, data, available), size,
+                            [&entry](Memory::Cursor& in) { return entry.deserialize(in); });
 }
 
 std::shared_ptr<Variant> Variant::deserialize(const std::string& typeString, Memory::Cursor& in) {

@@ -273,18 +273,14 @@ public:
     /// Reads one value from data (a complete byte form) into a new holder; size
     /// receives the bytes used.
     static std::shared_ptr<Variant> deserialize_imp(Endian endian, const char* data, size_t& size) {
-        Memory::Cursor in(endian, data);
-        std::shared_ptr<Variant> value = deserialize_imp(in);
-        size = in.consumed();
-        return value;
+        return Memory::readFrom(Memory::Cursor(endian, data), size,
+                                [](Memory::Cursor& in) { return deserialize_imp(in); });
     }
 
     /// Reads one value at the cursor into a new holder.
     static std::shared_ptr<Variant> deserialize_imp(Memory::Cursor& in) {
         if constexpr (Memory::Binary<Value>::available) {
-            Value value{};
-            Memory::deserializeT(in, value);
-            return std::make_shared<Variant_>(std::move(value));
+            return std::make_shared<Variant_>(Memory::readValue<Value>(in));
         } else {
             ZARVO_THROW("type '" << typeid(T).name() << "' can not be deserialized ");
         }

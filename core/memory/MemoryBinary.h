@@ -410,26 +410,35 @@ void deserializeT(Cursor& in, T& value) {
     Binary<T>::read(in, value);
 }
 
+/// What read(in) returns, with the bytes it used stored in size: the body of every
+/// pair of readers, open and bounded, which differ only in their cursor.
+template <class Read>
+auto readFrom(Cursor in, size_t& size, Read read) {
+    auto value = read(in);
+    size = in.consumed();
+    return value;
+}
+
+/// The value of type T at the cursor.
+template <class T>
+T readValue(Cursor& in) {
+    T value{};
+    deserializeT(in, value);
+    return value;
+}
+
 /// Reads one value from data, which must hold a complete one, and stores the
 /// number of bytes used in size (overwriting it).
 template <class T>
 T deserializeT(Endian endian, const char* data, size_t& size) {
-    Cursor in(endian, data);
-    T value{};
-    deserializeT(in, value);
-    size = in.consumed();
-    return value;
+    return readFrom(Cursor(endian, data), size, readValue<T>);
 }
 
 /// As above, but never reads past data + available: an input that ends too early
 /// throws a zarvo::Exception instead.
 template <class T>
 T deserializeT(Endian endian, const char* data, size_t available, size_t& size) {
-    Cursor in(endian, data, available);
-    T value{};
-    deserializeT(in, value);
-    size = in.consumed();
-    return value;
+    return readFrom(Cursor(endian, data, available), size, readValue<T>);
 }
 
 /// The exact number of bytes serializeT writes for value.
