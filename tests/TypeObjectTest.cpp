@@ -127,4 +127,9 @@ TEST(TypeObject, CallerTypeTravelsByName) {
         EXPECT_TRUE(back->equal_imp(value));
         EXPECT_EQ(back->value<Reading>().value, -1.25);
     }
+    // With only the open reader, the record cannot be kept inside a bounded input.
+    const std::string zeros(12, '\0');
+    size_t size = 0;
+    EXPECT_EQ(messageOf([&] { Variant::deserialize("testreading", no_swap, zeros.data(), zeros.size(), size); }),
+              std::string("type '") + typeid(Reading).name() + "' has no bounded byte reader");
 }

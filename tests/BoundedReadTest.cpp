@@ -1,0 +1,145 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <vector>
+
+#include "core/datatypes/MarkedFloat.h"
+#include "core/datatypes/MeasArea.h"
+#include "core/datatypes/MeasPoint.h"
+#include "tests/TestSupport.h"
+
+using namespace zarvo::exp;
+using namespace testsupport;
+
+namespace {
+
+// Reads bytes bounded by *available, or unbounded for nullptr, and gives the value's
+// byte form again, so that results of any type compare as bytes.
+using Reader = std::function<std::string(Endian, const char* data, const size_t* available, size_t& size)>;
+
+struct Form {
+    std::string name;
+    std::function<std::string(Endian)> write;
+    Reader read;
+    bool swappable = true;
+};
+
+Form byName(const std::string& name, std::shared_ptr<Variant> value, bool swappable = true) {
+    return {name, [value](Endian endian) { return bytesOf(*value, endian); },
+            [name](Endian endian, const char* data, const size_t* available, size_t& size) {
+                const auto back = available ? Variant::deserialize(name, endian, data, *available, size)
+                                            : Variant::deserialize(name, endian, data, size);
+                return bytesOf(*back, endian);
+            },
+            swappable};
+}
+
+template <class R>
+std::string recordBytes(const R& record, Endian endian) {
+    std::string bytes(record.sizeofType(), '\0');
+    record.serialize(endian, bytes.data());
+    return bytes;
+}
+
+template <class R>
+Form record(const std::string& name, const R& value) {
+    return {name, [value](Endian endian) { return recordBytes(value, endian); },
+            [](Endian endian, const char* data, const size_t* available, size_t& size) {
+                return recordBytes(available ? R::deserialize(endian, data, *available, size)
+                                             : R::deserialize(endian, data, size),
+                                   endian);
+            }};
+}
+
+MeasArea sampleArea() {
+    const MeasPoint cold(1, 2, hold(std::string("cold"))), hot(3, 4, hold(std::vector<int>{5, 6}));
+    const std::string spots = recordBytes(cold, no_swap) + recordBytes(hot, no_swap);
+    const std::string bytes = std::string("\1\0\2\0\3\0\4\0", 8) + spots + std::string("\5\0\0\0", 4) + "float" +
+                              std::string("\0\0\x80\x3f", 4);
+    size_t size = 0;
+    return MeasArea::deserialize(no_swap, bytes.data(), size);
+}
+
+std::vector<Form> forms() {
+    cv::Mat image(2, 3, CV_16UC2);
+    cv::randu(image, 0, 60000);
+    return {byName("string", hold(std::string("abc"))),
+            byName("vecint16", hold(std::vector<short>{1, -2, 3})),
+            byName("listbool", hold(std::list<bool>{true, false})),
+            byName("vecstring", hold(std::vector<std::string>{"a", "", "bc"})),
+            byName("listdouble", hold(std::list<double>{1.5, -2})),
+            byName("cvmat", hold(image), false),
+            byName("veccvmat", hold(std::vector<cv::Mat>{image, cv::Mat()}), false),
+            byName("cvrect", hold(cv::Rect(1, -2, 3, 4)), false),
+            record("MarkedFloat", MarkedFloat(2.5f, MarkedFloat::Overrange)),
+            record("MeasPoint", MeasPoint(7, 8, hold(std::vector<std::string>{"x", "yz"}))),
+            record("MeasArea", sampleArea())};
+}
+
+}  // namespace
+
+// Every form cut at every length throws; whole, the bounded reader agrees with the open one.
+TEST(BoundedRead, EveryTruncationThrowsAndWholeFormsAgree) {
+    for (const Form& form : forms()) {
+        for (Endian endian : {no_swap, swap}) {
+            if (!form.swappable && endian == swap) continue;
+            const std::string bytes = form.write(endian);
+            for (size_t cut = 0; cut < bytes.size(); ++cut) {
+                const std::vector<char> part(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(cut));
+                size_t size = 0;
+                EXPECT_THROW(form.read(endian, part.data(), &cut, size), zarvo::Exception) << form.name << " cut " << cut;
+            }
+            size_t open = 0, bounded = 0;
+            const size_t available = bytes.size() + 3;
+            EXPECT_EQ(form.read(endian, bytes.data(), nullptr, open), bytes) << form.name;
+            EXPECT_EQ(form.read(endian, (bytes + "xyz").data(), &available, bounded), bytes) << form.name;
+            EXPECT_TRUE(open == bytes.size() && bounded == bytes.size()) << form.name;
+        }
+    }
+}
+
+TEST(BoundedRead, ImplausibleCountsAreRefusedBeforeAllocation) {
+    const std::string huge("\xff\xff\xff\xff" "abcd", 8);
+    for (const char* name : {"string", "vecint32", "vecdouble", "vecstring", "liststring", "listint8", "vecbool"}) {
+        size_t size = 0;
+        EXPECT_EQ(messageOf([&] { Variant::deserialize(name, no_swap, huge.data(), huge.size(), size); })
+                      .rfind("Input ends before the value does: ", 0),
+                  0u)
+            << name;
+    }
+    // A matrix vector written with no_swap, read with swap: 2^24 elements claimed, and
+    // the first one refuses the byte order before anything is sized for the rest.
+    const std::string matrices = bytesOf(*hold(std::vector<cv::Mat>(1)), no_swap);
+    size_t size = 7;
+    EXPECT_EQ(messageOf([&] { Variant::deserialize("veccvmat", swap, matrices.data(), matrices.size(), size); }),
+              "Mat only serializable for no_swap endianes");
+    EXPECT_EQ(Variant::deserialize("void", no_swap, huge.data(), 0, size), nullptr);
+    EXPECT_EQ(size, 0u);
+    EXPECT_EQ(messageOf([&] { Variant::deserialize("vecint32", no_swap, huge.data(), 4, size); }),
+              "Input ends before the value does: 17179869180 more bytes needed at offset 4, 0 left");
+}
+
+TEST(BoundedRead, MatrixHeadersAreCheckedBeforeAllocation) {
+    auto header = [](std::vector<int> fields) { return std::string(reinterpret_cast<const char*>(fields.data()), 4 * fields.size()); };
+    const struct {
+        std::string bytes;
+        std::string message;
+    } cases[] = {
+        {header({33}), "Matrix header holds 33 dimensions, at most 32"},
+        {header({2, 3, -1, 0, 1, 1}), "Matrix header holds the negative size -1 in dimension 1"},
+        {header({2, 1, 1, 8, 1, 1}), "Matrix header holds the depth code 8, not 0 to 7"},
+        {header({2, 1, 1, 0, 0, 1}), "Matrix header holds 0 channels, not 1 to 512"},
+        {header({2, 1, 1, 0, 600, 1}), "Matrix header holds 600 channels, not 1 to 512"},
+        {header({4, 0x7fffffff, 0x7fffffff, 0x7fffffff, 0x7fffffff, 0, 1, 1}),
+         "Matrix header holds more elements than memory can address"},
+        {header({2, 0x7fffffff, 0x7fffffff, 7, 512, 8}), "Matrix header holds more pixel bytes than memory can address"},
+        {header({2, 1000, 1000, 0, 1, 1}), "Input ends before the value does: 1000000 more bytes needed at offset 24, 0 left"},
+    };
+    for (const auto& c : cases) {
+        size_t size = 0;
+        EXPECT_EQ(messageOf([&] { Variant::deserialize("cvmat", no_swap, c.bytes.data(), c.bytes.size(), size); }), c.message);
+        if (c.message.rfind("Input ends", 0) != 0) {  // the open reader checks headers too
+            EXPECT_EQ(messageOf([&] { Variant::deserialize("cvmat", no_swap, c.bytes.data(), size); }), c.message);
+        }
+    }
+}
