@@ -68,7 +68,9 @@ public:
     /// Writes the byte form; returns the text length + 5.
     size_t serialize(exp::Endian endian, char* data) const;
     /// Reads the byte form from a complete value and builds the object from it (the
-    /// constructor's exceptions pass); size becomes the stored text length + 5.
+    /// constructor's exceptions pass); size becomes the stored text length + 5, all
+    /// the bytes read. That is sizeofType() of the result for every form serialize
+    /// writes; foreign bytes of a none record with a text count the dropped text too.
     static MaterialNumber deserialize(exp::Endian endian, const char* data, size_t& size) {
         return exp::Memory::readRecord(&MaterialNumber::read, exp::Memory::Cursor(endian, data), size);
     }
