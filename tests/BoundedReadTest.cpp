@@ -3,9 +3,16 @@
 #include <functional>
 #include <vector>
 
+#include "core/datatypes/CalibrationInfo.h"
+#include "core/datatypes/DeviceInfo.h"
+#include "core/datatypes/DeviceInfo2.h"
 #include "core/datatypes/MarkedFloat.h"
+#include "core/datatypes/MaterialNumber.h"
 #include "core/datatypes/MeasArea.h"
 #include "core/datatypes/MeasPoint.h"
+#include "core/datatypes/ProbeValue.h"
+#include "core/datatypes/Version.h"
+#include "core/datatypes/VersionExtended.h"
 #include "tests/TestSupport.h"
 
 using namespace zarvo::exp;
@@ -73,7 +80,14 @@ std::vector<Form> forms() {
             byName("cvrect", hold(cv::Rect(1, -2, 3, 4)), false),
             record("MarkedFloat", MarkedFloat(2.5f, MarkedFloat::Overrange)),
             record("MeasPoint", MeasPoint(7, 8, hold(std::vector<std::string>{"x", "yz"}))),
-            record("MeasArea", sampleArea())};
+            record("MeasArea", sampleArea()),
+            record("Version", Version(1, 2, 3)),
+            record("VersionExtended", VersionExtended(1, 2, 3, 4)),
+            record("ProbeValue", zarvo::ProbeValue(1.5f, -2, 3)),
+            record("DeviceInfo", zarvo::DeviceInfo(1, 2, 3, 4, "2026-11-23")),
+            record("DeviceInfo2", zarvo::DeviceInfo2(1, 2, 3, 4, 5, "2026-11-23")),
+            record("MaterialNumber", zarvo::MaterialNumber::fromString("1234 5678 90")),
+            record("CalibrationInfo", zarvo::CalibrationInfo(1, "CERT-0815", 5, 6, 7))};
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "core/datatypes/RecordBytes.h"
 #include "core/memory/MemoryBinary.h"
 
 namespace zarvo {
@@ -67,11 +66,11 @@ public:
     size_t serialize(exp::Endian endian, char* data) const;
     /// Reads the 32-byte form from a complete value, unset fields left empty; size becomes 32.
     static CalibrationInfo deserialize(exp::Endian endian, const char* data, size_t& size) {
-        return exp::Memory::readRecord(&CalibrationInfo::read, exp::Memory::Cursor(endian, data), size);
+        return exp::Memory::readFrom(exp::Memory::Cursor(endian, data), size, read);
     }
     /// As above, but throws zarvo::Exception rather than read past data + available.
     static CalibrationInfo deserialize(exp::Endian endian, const char* data, size_t available, size_t& size) {
-        return exp::Memory::readRecord(&CalibrationInfo::read, exp::Memory::Cursor(endian, data, available), size);
+        return exp::Memory::readFrom(exp::Memory::Cursor(endian, data, available), size, read);
     }
     /// The size of the byte form: 32.
     size_t sizeofType() const { return m_nCalibrationInfoSize; }

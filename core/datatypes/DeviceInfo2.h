@@ -5,7 +5,6 @@
 #include <string>
 #include <utility>
 
-#include "core/datatypes/RecordBytes.h"
 #include "core/memory/MemoryBinary.h"
 
 namespace zarvo {
@@ -70,11 +69,11 @@ public:
     size_t serialize(exp::Endian endian, char* data) const;
     /// Reads the byte form unchecked from a complete value; size becomes 26 + the date's length.
     static DeviceInfo2 deserialize(exp::Endian endian, const char* data, size_t& size) {
-        return exp::Memory::readRecord(&DeviceInfo2::read, exp::Memory::Cursor(endian, data), size);
+        return exp::Memory::readFrom(exp::Memory::Cursor(endian, data), size, read);
     }
     /// As above, but throws zarvo::Exception rather than read past data + available.
     static DeviceInfo2 deserialize(exp::Endian endian, const char* data, size_t available, size_t& size) {
-        return exp::Memory::readRecord(&DeviceInfo2::read, exp::Memory::Cursor(endian, data, available), size);
+        return exp::Memory::readFrom(exp::Memory::Cursor(endian, data, available), size, read);
     }
     /// The size of the byte form: 26 + the date's length.
     size_t sizeofType() const { return 26 + m_productionDate.size(); }

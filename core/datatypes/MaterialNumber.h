@@ -5,7 +5,6 @@
 #include <map>
 #include <string>
 
-#include "core/datatypes/RecordBytes.h"
 #include "core/memory/MemoryBinary.h"
 
 namespace zarvo {
@@ -72,11 +71,11 @@ public:
     /// the bytes read. That is sizeofType() of the result for every form serialize
     /// writes; foreign bytes of a none record with a text count the dropped text too.
     static MaterialNumber deserialize(exp::Endian endian, const char* data, size_t& size) {
-        return exp::Memory::readRecord(&MaterialNumber::read, exp::Memory::Cursor(endian, data), size);
+        return exp::Memory::readFrom(exp::Memory::Cursor(endian, data), size, read);
     }
     /// As above, but throws zarvo::Exception rather than read past data + available.
     static MaterialNumber deserialize(exp::Endian endian, const char* data, size_t available, size_t& size) {
-        return exp::Memory::readRecord(&MaterialNumber::read, exp::Memory::Cursor(endian, data, available), size);
+        return exp::Memory::readFrom(exp::Memory::Cursor(endian, data, available), size, read);
     }
     /// The size of the byte form: the text length + 5.
     size_t sizeofType() const { return m_number.size() + 5; }

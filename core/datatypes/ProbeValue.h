@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <string>
 
-#include "core/datatypes/RecordBytes.h"
 #include "core/memory/MemoryBinary.h"
 
 namespace zarvo {
@@ -37,11 +36,11 @@ public:
     size_t serialize(exp::Endian endian, char* data) const;
     /// Reads the 6-byte form unchecked from a complete value; size becomes 6.
     static ProbeValue deserialize(exp::Endian endian, const char* data, size_t& size) {
-        return exp::Memory::readRecord(&ProbeValue::read, exp::Memory::Cursor(endian, data), size);
+        return exp::Memory::readFrom(exp::Memory::Cursor(endian, data), size, read);
     }
     /// As above, but throws zarvo::Exception rather than read past data + available.
     static ProbeValue deserialize(exp::Endian endian, const char* data, size_t available, size_t& size) {
-        return exp::Memory::readRecord(&ProbeValue::read, exp::Memory::Cursor(endian, data, available), size);
+        return exp::Memory::readFrom(exp::Memory::Cursor(endian, data, available), size, read);
     }
     /// The size of the byte form: 6.
     size_t sizeofType() const { return 6; }

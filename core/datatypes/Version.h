@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <string>
 
-#include "core/datatypes/RecordBytes.h"
 #include "core/memory/MemoryBinary.h"
 
 namespace zarvo::exp {
@@ -58,11 +57,11 @@ public:
     size_t serialize(Endian endian, char* data) const;
     /// Reads the 12-byte form unchecked from a complete value; size becomes 12.
     static Version deserialize(Endian endian, const char* data, size_t& size) {
-        return Memory::readRecord(&Version::read, Memory::Cursor(endian, data), size);
+        return Memory::readFrom(Memory::Cursor(endian, data), size, read);
     }
     /// As above, but throws zarvo::Exception rather than read past data + available.
     static Version deserialize(Endian endian, const char* data, size_t available, size_t& size) {
-        return Memory::readRecord(&Version::read, Memory::Cursor(endian, data, available), size);
+        return Memory::readFrom(Memory::Cursor(endian, data, available), size, read);
     }
     /// The size of the byte form: 12.
     size_t sizeofType() const { return 12; }

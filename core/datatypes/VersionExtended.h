@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <string>
 
-#include "core/datatypes/RecordBytes.h"
 #include "core/memory/MemoryBinary.h"
 
 namespace zarvo::exp {
@@ -65,11 +64,11 @@ public:
     size_t serialize(Endian endian, char* data) const;
     /// Reads the 16-byte form unchecked from a complete value; size becomes 16.
     static VersionExtended deserialize(Endian endian, const char* data, size_t& size) {
-        return Memory::readRecord(&VersionExtended::read, Memory::Cursor(endian, data), size);
+        return Memory::readFrom(Memory::Cursor(endian, data), size, read);
     }
     /// As above, but throws zarvo::Exception rather than read past data + available.
     static VersionExtended deserialize(Endian endian, const char* data, size_t available, size_t& size) {
-        return Memory::readRecord(&VersionExtended::read, Memory::Cursor(endian, data, available), size);
+        return Memory::readFrom(Memory::Cursor(endian, data, available), size, read);
     }
     /// The size of the byte form: 16.
     size_t sizeofType() const { return 16; }
