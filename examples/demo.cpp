@@ -1,7 +1,10 @@
 // A value's road: text -> typed holder -> bytes in both byte orders -> back through the registry.
 #include <cstdio>
 #include <iostream>
+#include <set>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "zarvo/datatypes.h"
 
@@ -71,6 +74,119 @@ void frameHandOver() {
     }
 }
 
+
+// A measurement area travels as bytes: the spots' values and the mean value are
+// named by their registered type ("float") and read back through the registry.
+// The mean value has no setter: it arrives with the bytes of a measuring device.
+void measurementAreaRoundTrip() {
+    const MeasPoint cold(12, 40, std::make_shared<Variant_<float>>(21.5f));
+    const MeasPoint hot(30, 8, std::make_shared<Variant_<float>>(36.9f));
+    std::vector<char> device(8 + cold.sizeofType() + hot.sizeofType() + 4 + 5 + 4);
+    size_t used = 0;
+    for (unsigned short number : {10, 5, 40, 40}) used += Memory::writeField(no_swap, device.data() + used, number);
+    used += cold.serialize(no_swap, device.data() + used);
+    used += hot.serialize(no_swap, device.data() + used);
+    used += Memory::serializeT(no_swap, device.data() + used, std::string("float"));
+    Memory::serializeT(no_swap, device.data() + used, 28.25f);
+
+    size_t size = 0;
+    const MeasArea area = MeasArea::deserialize(no_swap, device.data(), device.size(), size);
+    std::cout << "MeasArea from " << size << " device bytes: " << area.toString() << "\n";
+    for (Endian endian : {no_swap, swap}) {
+        std::vector<char> bytes(area.sizeofType());
+        area.serialize(endian, bytes.data());
+        const MeasArea back = MeasArea::deserialize(endian, bytes.data(), bytes.size(), size);
+        std::cout << "  " << (endian == swap ? "swap   " : "no_swap") << " " << hex(bytes.data(), bytes.size())
+                  << "\n  -> " << back.toString() << " (" << size << " bytes; same spots: " << std::boolalpha
+                  << (back.getColdSpot() == area.getColdSpot() && back.getHotSpot() == area.getHotSpot())
+                  << ", same mean object: " << (back == area) << ")\n";
+    }
+}
+
+// The record's text form, its byte size and its bytes in the swapped order, then
+// whether the bounded reader gets the same size back.
+template <class R>
+void showRecord(const char* name, const R& record) {
+    std::vector<char> bytes(record.sizeofType());
+    const size_t written = record.serialize(zarvo::exp::swap, bytes.data());
+    size_t used = 0;
+    R::deserialize(zarvo::exp::swap, bytes.data(), bytes.size(), used);
+    std::string text = record.toString();
+    if (text.back() != '\n') text += '\n';  // CalibrationInfo's text ends in a line end, the others do not
+    std::cout << name << " (" << written << " bytes, " << used << " read back):\n" << text << "  bytes:";
+    for (char byte : bytes) std::printf(" %02x", static_cast<unsigned char>(byte));
+    std::cout << "\n";
+}
+
+
+// A device's identity records with their text forms and byte sizes.
+void showDeviceIdentity() {
+    showRecord("DeviceInfo2", zarvo::DeviceInfo2(100042, 7001, 12, 1, 3, "2024-05-17"));
+    showRecord("VersionExtended", zarvo::exp::VersionExtended::fromString("2.4.1.1337"));
+    showRecord("MaterialNumber", zarvo::MaterialNumber::fromString("1234 5678 90"));
+    showRecord("CalibrationInfo", zarvo::CalibrationInfo(1, "CERT-0042", 20250101, 20240101, 0xBEEF));
+
+    const zarvo::MaterialNumber number(123456789, zarvo::MaterialNumber::numeric);
+    std::cout << "MaterialNumber from 123456789: " << number.toString() << " (ident " << std::boolalpha
+              << number.hasIdent() << "), without ident " << number.toString(true) << "\n";
+    try {
+        zarvo::MaterialNumber::fromString("123 45678");
+    } catch (const std::invalid_argument& error) {
+        std::cout << "MaterialNumber refuses \"123 45678\": " << error.what() << "\n";
+    }
+}
+
+// A device describes what it publishes: a tree of items with rights and options,
+// and parameters reached through its own setters and getters.
+void showDescriptors() {
+    const auto exposure = DataDescriptor::makeItem("exposure", "int32");
+    DataStorage<std::string> range;
+    range.insert("Min", std::make_shared<Variant_<int>>(10));
+    range.insert("Max", std::make_shared<Variant_<int>>(2000));
+    range.insert("Step", std::make_shared<Variant_<int>>(10));
+    exposure->setDescriptorOptions(range);
+    const auto serial = DataDescriptor::makeItem("serial", "string");
+    serial->setDescriptorOptions([] {
+        DataStorage<std::string> readOnly;
+        readOnly.insert("WriteAccess", std::make_shared<Variant_<bool>>(false));
+        return readOnly;
+    }());
+    const auto camera = DataDescriptor::makeGroup("camera", {exposure, serial});
+    const auto device = DataDescriptor::makeGroup("device", {camera, DataDescriptor::makeItem("image", "cvmat")});
+
+    std::cout << "descriptor tree of 'device':\n";
+    device->print("  ");
+    std::cout << "qualified names: " << DataDescriptor::getFullQualifiedItemName(exposure.get(), "", ".") << ", "
+              << DataDescriptor::getFullQualifiedItemName(serial.get(), "unit", "/") << "\n";
+    const ParameterRange r = exposure->getParameterRange();
+    std::cout << "exposure range: " << r.min->toInt32() << " .. " << r.max->toInt32() << " step "
+              << r.step->toInt32() << "\n";
+    std::cout << std::boolalpha << "serial readable " << serial->isReadable() << ", writable "
+              << serial->isWritable() << "\n";
+
+    bool triggered = false;
+    cv::Mat gains(1, 3, CV_32FC1, cv::Scalar(1.0f));
+    std::set<ParameterDescriptorBool> switches;
+    switches.insert(ParameterDescriptorBool(
+        "trigger", "external trigger", "camera", [&](bool on) { triggered = on; }, [&] { return triggered; }));
+    switches.insert(ParameterDescriptorBool("auto", "automatic exposure", "camera", nullptr, [] { return true; }));
+    for (const auto& s : switches) std::cout << "switch " << s.getName() << " = " << s.getValue() << "\n";
+    // Ordered by name alone: a probe with the name finds the descriptor.
+    switches.find(ParameterDescriptorBool("trigger", "", "", nullptr, nullptr))->setValue(true);
+    std::cout << "trigger after setValue(true): " << triggered << "\n";
+    try {
+        std::cout << "setting '" << switches.begin()->getName() << "': ";
+        switches.begin()->setValue(false);
+    } catch (const zarvo::Exception& e) {
+        std::cout << e.message() << "\n";
+    }
+    const ParameterDescriptorScalar<cv::Mat> gainParameter(
+        "gains", "per-channel gains", "camera", [&](cv::Mat m) { gains = m; }, [&] { return gains; });
+    gainParameter.setValue(cv::Mat(1, 3, CV_32FC1, cv::Scalar(2.0f)));
+    std::cout << "gains " << gainParameter.getValue() << ", range given: " << !gainParameter.getMin().empty()
+              << "\n";
+}
+
 }  // namespace
 
 int main() {
@@ -81,6 +197,9 @@ int main() {
     roundTrip("vecstring", "red;green;");
     imageRoundTrip();
     frameHandOver();
+    measurementAreaRoundTrip();
+    showDeviceIdentity();
+    showDescriptors();
     try {
         Variant::fromString("Int32", "1");
     } catch (const zarvo::Exception& error) {
