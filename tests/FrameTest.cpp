@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/datatypes/Frame.h"
+#include "core/datatypes/MeasArea.h"
 #include "tests/TestSupport.h"
 
 using namespace zarvo::exp;
@@ -107,3 +108,7 @@ TEST(Frame, SetFrameDataMetadataAndEmptiness) {
     const DataStorage<std::string> taken(frame.releaseMetaData());
     EXPECT_EQ(taken.get("k")->toInt32(), 6);
 }
+
+// Containers move these instead of copying: a copied frame would clone its pixels.
+static_assert(std::is_nothrow_move_constructible_v<Frame> && std::is_nothrow_move_constructible_v<DataStorage<std::string>>);
+static_assert(std::is_nothrow_move_constructible_v<MeasPoint> && std::is_nothrow_move_assignable_v<MeasArea>);

@@ -1,9 +1,15 @@
 #pragma once
 
-// The text primitives: the two text templates of the library and the eight
-// forms this library supplies for them. The templates' general definition,
-// which works through a stream or refuses the type, lives in
-// core/memory/MemoryAcsii.h.
+// The two text templates and who supplies each form of them:
+//
+//   form                                              declared  defined          library
+//   toStringTimpl<T>, fromStringTimpl<T> (general)    here      MemoryAcsii.h    zarvo_datatypes
+//   toStringTimpl  <float, double, int8, uint8>       here      ValueText.cpp    valuetext
+//   fromStringTimpl<int8, uint8, string, cv::Point>   here      ValueText.cpp    valuetext
+//   readByStreamRule<T>                               here      here             (header only)
+//
+// The general definition (core/memory/MemoryAcsii.h) handles every other type and
+// direction through its Text<T> families, and never sees the eight forms below.
 
 #include <sstream>
 #include <string>
@@ -12,13 +18,16 @@
 
 namespace zarvo::exp::intern {
 
-/// The text form of one value.
+/// The text form of one value. General definition: core/memory/MemoryAcsii.h.
 template <class T>
 std::string toStringTimpl(const T& value);
 
-/// One value read from the text of that value alone (no separator).
+/// One value read from the text of that value alone (no separator). General
+/// definition: core/memory/MemoryAcsii.h.
 template <class T>
 T fromStringTimpl(const std::string& text);
+
+// The eight forms of the valuetext library, defined in valuetext/ValueText.cpp.
 
 /// Shortest text that reads back to the same float.
 template <>

@@ -13,7 +13,7 @@ Frame::Frame(const cv::Mat& data, DataStorage<std::string>&& metaData)
 
 Frame::Frame(const Frame& other) : m_frameData(other.m_frameData.clone()), m_metaData(other.m_metaData) {}
 
-Frame::Frame(Frame&& other) : m_frameData(other.m_frameData), m_metaData(std::move(other.m_metaData)) {}
+Frame::Frame(Frame&& other) noexcept : m_frameData(other.m_frameData), m_metaData(std::move(other.m_metaData)) {}
 
 Frame::~Frame() = default;
 

@@ -27,8 +27,9 @@ public:
     /// Own copy of other's pixels; metadata copied.
     Frame(const Frame& other);
     /// Shares other's pixels (other keeps them) and takes over its metadata, after
-    /// which other must be assigned to before its metadata are used again.
-    Frame(Frame&& other);
+    /// which other must be assigned to before its metadata are used again. Never
+    /// throws, so a growing std::vector<Frame> moves its frames instead of copying pixels.
+    Frame(Frame&& other) noexcept;
     virtual ~Frame();
     /// Own copy of other's pixels (the old ones are released only once the copy
     /// stands); metadata copied. Assigning a frame to itself leaves it unchanged,

@@ -10,42 +10,29 @@
 
 namespace zarvo::exp {
 
-namespace {
-
-// The legacy form's state codes: tiny denormal bit patterns in place of a number.
-constexpr std::uint32_t kLegacyOverrange = 0x81u;
-constexpr std::uint32_t kLegacyUnderrange = 0x82u;
-constexpr std::uint32_t kLegacyUnused = 0x83u;
-constexpr std::uint32_t kLegacyInvalid = 0x84u;
-constexpr std::uint32_t kLegacyEmpty = 0x85u;
-constexpr std::uint32_t kLegacyOtherMark = 0x8Au;
-constexpr std::uint32_t kLegacyAllOnes = 0xFFFFFFFFu;
-
-}  // namespace
-
 std::uint32_t MarkedFloat::wordFromLegacy(std::uint32_t code, bool toRangeEnds) {
     switch (code) {
-        case kLegacyOverrange:
+        case LegacyCode::Overrange:
             return MarkedFloat(toRangeEnds ? std::numeric_limits<float>::max() : floatOf(code), Overrange).m_word;
-        case kLegacyUnderrange:
+        case LegacyCode::Underrange:
             return MarkedFloat(toRangeEnds ? std::numeric_limits<float>::lowest() : floatOf(code), Underrange).m_word;
         // Legacy readers never told invalid, empty and other mark apart: they all come
         // back empty, as do 0x83 and all ones, which no writer produces.
-        case kLegacyUnused:
-        case kLegacyInvalid:
-        case kLegacyEmpty:
-        case kLegacyOtherMark:
-        case kLegacyAllOnes: return kEmptyWord;
+        case LegacyCode::Unused:
+        case LegacyCode::Invalid:
+        case LegacyCode::Empty:
+        case LegacyCode::OtherMark:
+        case LegacyCode::AllOnes: return kEmptyWord;
         default: return code & ~kMarkedBit;
     }
 }
 
 float MarkedFloat::toLegacy() const {
     switch (mark()) {
-        case Overrange: return floatOf(kLegacyOverrange);
-        case Underrange: return floatOf(kLegacyUnderrange);
-        case OtherMark: return floatOf(kLegacyOtherMark);
-        case Invalid: return floatOf(isEmpty() ? kLegacyEmpty : kLegacyInvalid);
+        case Overrange: return floatOf(LegacyCode::Overrange);
+        case Underrange: return floatOf(LegacyCode::Underrange);
+        case OtherMark: return floatOf(LegacyCode::OtherMark);
+        case Invalid: return floatOf(isEmpty() ? LegacyCode::Empty : LegacyCode::Invalid);
         default: return toFloat();
     }
 }

@@ -10,19 +10,12 @@
 
 #include "core/memory/MemoryBinary.h"
 
+// The stream operators are declared ahead only so that the class can befriend them;
+// they are documented with the class's other free functions below it.
 namespace zarvo::exp {
 class MarkedFloat;
 }
-
-/// Reads a number and an optional label ("1.5 (Overrange)"); a number alone is valid,
-/// and a stream already at its end leaves the target's own number, made valid. Throws
-/// zarvo::Exception "Invalid characters detected" when no number or anything but a
-/// blank follows it (so "nan" and "inf" don't read back), "Unable to decode marker"
-/// when the word behind the blank starts with no label; the target then holds the bits
-/// of the number read (0 for none), with no mark written.
 std::istream& operator>>(std::istream& stream, zarvo::exp::MarkedFloat& value);
-/// Writes the raw float with the stream's own settings, then " (Empty)",
-/// " (Underrange)" or " (Overrange)"; other mark and invalid get no label here.
 std::ostream& operator<<(std::ostream& stream, const zarvo::exp::MarkedFloat& value);
 
 namespace zarvo::exp {
@@ -93,8 +86,18 @@ public:
             default: return toFloat();
         }
     }
-    /// The value in the legacy form: a valid float as it is, a mark as its code
-    /// (overrange 0x81, underrange 0x82, invalid 0x84, empty 0x85, other mark 0x8A).
+    /// The codes of the legacy form, whole-word bit patterns (tiny denormals) that
+    /// stood in place of a number for each state; 0x83 and all ones are never written.
+    struct LegacyCode {
+        static constexpr std::uint32_t Overrange = 0x81u;
+        static constexpr std::uint32_t Underrange = 0x82u;
+        static constexpr std::uint32_t Unused = 0x83u;
+        static constexpr std::uint32_t Invalid = 0x84u;
+        static constexpr std::uint32_t Empty = 0x85u;
+        static constexpr std::uint32_t OtherMark = 0x8Au;
+        static constexpr std::uint32_t AllOnes = 0xFFFFFFFFu;
+    };
+    /// The value in the legacy form: a valid float as it is, a mark as its LegacyCode.
     float toLegacy() const;
     /// Replaces the whole value by a legacy float. Overrange and underrange keep the tiny
     /// code with their mark, the other codes (and 0x83, 0xFFFFFFFF) read as empty, so
@@ -254,6 +257,17 @@ inline MarkedFloat::MarkedFloat(float value, MarkedFloatValidity validity) : m_w
 }
 
 }  // namespace zarvo::exp
+
+/// Reads a number and an optional label ("1.5 (Overrange)"); a number alone is valid,
+/// and a stream already at its end leaves the target's own number, made valid. Throws
+/// zarvo::Exception "Invalid characters detected" when no number or anything but a
+/// blank follows it (so "nan" and "inf" don't read back), "Unable to decode marker"
+/// when the word behind the blank starts with no label; the target then holds the bits
+/// of the number read (0 for none), with no mark written.
+std::istream& operator>>(std::istream& stream, zarvo::exp::MarkedFloat& value);
+/// Writes the raw float with the stream's own settings, then " (Empty)",
+/// " (Underrange)" or " (Overrange)"; other mark and invalid get no label here.
+std::ostream& operator<<(std::ostream& stream, const zarvo::exp::MarkedFloat& value);
 
 // The functions of <cmath> a measured value is put through; each keeps the value's mark.
 namespace std {

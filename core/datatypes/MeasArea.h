@@ -37,6 +37,10 @@ public:
     MeasArea(unsigned short x, unsigned short y, unsigned short width, unsigned short height);
     MeasArea(const MeasArea&) = default;
     MeasArea& operator=(const MeasArea&) = default;
+    /// Takes over other's values; other keeps its numbers and has empty spots and no mean value.
+    MeasArea(MeasArea&& other) noexcept = default;
+    /// Takes over other's values; other keeps its numbers and has empty spots and no mean value.
+    MeasArea& operator=(MeasArea&& other) noexcept = default;
     virtual ~MeasArea();
 
     /// Same numbers, equal spots (MeasPoint ==), and the same mean value object (or both null):

@@ -23,6 +23,10 @@ public:
     MeasPoint(unsigned short x, unsigned short y, std::shared_ptr<Variant> value);
     MeasPoint(const MeasPoint&) = default;
     MeasPoint& operator=(const MeasPoint&) = default;
+    /// Takes over other's value; other is left empty.
+    MeasPoint(MeasPoint&& other) noexcept = default;
+    /// Takes over other's value; other is left empty.
+    MeasPoint& operator=(MeasPoint&& other) noexcept = default;
     virtual ~MeasPoint();
 
     /// Same position, and both values null or both equal by Variant::equal_imp.

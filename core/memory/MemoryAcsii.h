@@ -1,7 +1,10 @@
 #pragma once
 
-// The text form of every value: one value and nothing else, no type name, no
-// quoting, no escaping. A container's form is each element's form followed by ";".
+// The general definition of the two text templates declared in
+// valuetext/ValueText.h: the text form of every value but the eight forms the
+// valuetext library supplies (that header's table). One value and nothing else,
+// no type name, no quoting, no escaping. A container's form is each element's
+// form followed by ";".
 
 #include <algorithm>
 #include <list>
@@ -80,7 +83,9 @@ struct Text<cv::Size_<int>> : NoText {};
 template <>
 struct Text<cv::Rect_<int>> : NoText {};
 
-/// Scalars: stream insertion with default flags; reading by the stream rule.
+/// Scalars: stream insertion with default flags; reading by the stream rule. (float,
+/// double, signed char and unsigned char are written by valuetext, and the two small
+/// integer types read by it too.)
 template <class T>
 struct Text<T, std::enable_if_t<std::is_arithmetic_v<T>>> {
     static constexpr bool writable = true;
@@ -93,19 +98,17 @@ struct Text<T, std::enable_if_t<std::is_arithmetic_v<T>>> {
     static T read(const std::string& text) { return readByStreamRule<T>(text); }
 };
 
-/// A string is its own text.
+/// A string is its own text. (valuetext reads it.)
 template <>
 struct Text<std::string> {
     static constexpr bool writable = true;
-    static constexpr bool readable = true;
     static std::string write(const std::string& value) { return value; }
 };
 
-/// "x:y".
+/// "x:y". (valuetext reads it.)
 template <>
 struct Text<cv::Point_<int>> {
     static constexpr bool writable = true;
-    static constexpr bool readable = true;
     static std::string write(const cv::Point_<int>& value) {
         return Text<int>::write(value.x) + ":" + Text<int>::write(value.y);
     }
