@@ -120,7 +120,7 @@ TEST(CuratorStorage, CyclesAreReportedAndLongChainsWalked) {
     storage.find(0)->invalidate();  // nothing left marked by the failed walks
     EXPECT_EQ(cached(storage), "---");
 
-    const unsigned int length = 10000;
+    const unsigned int length = 100000;  // far deeper than any call stack would take
     CuratorStorage chain(length);
     for (unsigned int id = 0; id + 1 < length; ++id) chain.addCurator<int>(id, {id + 1});
     chain.addCurator<int>(length - 1).set(hold(1));

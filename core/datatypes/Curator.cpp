@@ -1,5 +1,7 @@
 #include "core/datatypes/Curator.h"
 
+#include "valuefault/Exception.h"
+
 namespace zarvo::exp {
 
 Curator::Curator() = default;
@@ -17,6 +19,22 @@ bool Curator::available() {
     if (m_pData) return true;
     if (!m_generator) return false;
     return m_generator() != nullptr;
+}
+
+const std::shared_ptr<Variant>& Curator::get(const Generator& generator) {
+    std::shared_ptr<Variant> generated = generator();
+    if (!generated) ZARVO_THROW("Could not generate/load any data! Maybe file name not correct?");
+    if (generated->getTypeInfo() == getTypeInfo()) {
+        m_pData = std::move(generated);
+    } else {
+        if (!m_converter)
+            ZARVO_THROW("The Generator does not provied the correct data type! "
+                        << "template type: " << getTypeInfo().name()
+                        << "!= generator type: " << generated->getTypeInfo().name() << ")!");
+        // Trusted like any generated value: an empty result leaves the curator Pending.
+        m_pData = m_converter(generated, getTypeInfo());
+    }
+    return m_pData;
 }
 
 std::shared_ptr<Variant> Curator::getConverted(const std::type_info& type) {

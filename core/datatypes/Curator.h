@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "core/datatypes/Variant.h"
-#include "valuefault/Exception.h"
 
 namespace zarvo::exp {
 
@@ -47,7 +46,7 @@ public:
     bool available();
     /// The cached field itself, generated first when empty and a generator is
     /// installed; may refer to an empty pointer. Inline: a cached read costs one test.
-    const std::shared_ptr<Variant>& get();
+    const std::shared_ptr<Variant>& get() { return m_pData || !m_generator ? m_pData : get(m_generator); }
     /// The value in type, converted if its own type differs; the result is not cached.
     std::shared_ptr<Variant> getConverted(const std::type_info& type);
     /// Replaces the value by value, converted if needed, validated and announced to
@@ -80,6 +79,9 @@ protected:
     void invalidateDepends() const;
 
 private:
+    // The generating part of get(), out of line so that callers inline only the test
+    // of the cache; an overload of get so that its failures name get.
+    const std::shared_ptr<Variant>& get(const Generator& generator);
     // Last stage of set(): type check, validator, onNewValue, cache.
     void setImpl(const std::shared_ptr<Variant>& value);
 
@@ -91,25 +93,6 @@ private:
     std::string m_sourceFileName;
     std::vector<unsigned int> m_depends;
 };
-
-// The cached case is the test at the top; the compiler keeps the generating rest
-// out of line at the call sites.
-inline const std::shared_ptr<Variant>& Curator::get() {
-    if (m_pData || !m_generator) return m_pData;
-    std::shared_ptr<Variant> generated = m_generator();
-    if (!generated) ZARVO_THROW("Could not generate/load any data! Maybe file name not correct?");
-    if (generated->getTypeInfo() == getTypeInfo()) {
-        m_pData = std::move(generated);
-    } else {
-        if (!m_converter)
-            ZARVO_THROW("The Generator does not provied the correct data type! "
-                        << "template type: " << getTypeInfo().name()
-                        << "!= generator type: " << generated->getTypeInfo().name() << ")!");
-        // Trusted like any generated value: an empty result leaves the curator Pending.
-        m_pData = m_converter(generated, getTypeInfo());
-    }
-    return m_pData;
-}
 
 /// The curator of values of type T. Every admitted set() invalidates the dependents,
 /// so they always hear of a new value, whether or not it equals the old one.

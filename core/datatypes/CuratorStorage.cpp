@@ -94,19 +94,33 @@ void CuratorStorage::setMatValidator(unsigned int id, int rows, int cols, int ty
 }
 
 void CuratorStorage::invalidateDepends(const std::vector<unsigned int>& ids) {
-    // The outermost call walks the list of the curator whose invalidate() began the
-    // walk; that curator is on the path as its list, the others by their marks.
-    const bool outermost = m_pWalkRoot == nullptr;
-    if (outermost) m_pWalkRoot = &ids;
-    OnExit endWalk{[this, outermost] {
-        if (outermost) m_pWalkRoot = nullptr;
+    // Every curator the walk invalidates calls back in here with its own list. Such a
+    // list is only queued, on top of what the walk still has to do, so the order is
+    // depth first while the walk runs in one loop instead of nesting as deep as the graph.
+    for (auto id = ids.rbegin(); id != ids.rend(); ++id) m_walk.push_back({*id, false});
+    if (m_pWalkRoot != nullptr) return;
+
+    // The walk starts from the list of the curator whose invalidate() began it; that
+    // curator is on the path as its list, all others by their marks.
+    m_pWalkRoot = &ids;
+    OnExit endWalk{[this] {
+        for (const WalkStep& step : m_walk)
+            if (step.leaving) m_onPath[step.id] = false;
+        m_walk.clear();
+        m_pWalkRoot = nullptr;
     }};
-    for (const unsigned int id : ids) {
-        Curator& curator = *find(id);
-        if (m_onPath[id] || &curator.getDepends() == m_pWalkRoot)
-            ZARVO_THROW("Cyclic curator dependency! ID = " << id);
-        m_onPath[id] = true;
-        OnExit leave{[this, id] { m_onPath[id] = false; }};
+    while (!m_walk.empty()) {
+        const WalkStep step = m_walk.back();
+        m_walk.pop_back();
+        if (step.leaving) {
+            m_onPath[step.id] = false;
+            continue;
+        }
+        Curator& curator = *find(step.id);
+        if (m_onPath[step.id] || &curator.getDepends() == m_pWalkRoot)
+            ZARVO_THROW("Cyclic curator dependency! ID = " << step.id);
+        m_onPath[step.id] = true;
+        m_walk.push_back({step.id, true});
         curator.invalidate();
     }
 }

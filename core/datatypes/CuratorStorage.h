@@ -21,7 +21,8 @@ namespace zarvo::exp {
 /// validator for matrices of one shape and element type.
 ///
 /// Invalidation runs depth first in list order; a curator reached on two ways is
-/// invalidated twice. An id met again on the current path of the walk (a curator
+/// invalidated twice, and so are its dependents. The walk is a loop over an explicit
+/// stack, so a chain of any length costs no call depth. An id met again on the current path of the walk (a curator
 /// listing itself included) ends the walk with "Cyclic curator dependency! ID = ".
 /// A listed id without curator ends it too; what was invalidated up to there stays so.
 ///
@@ -91,10 +92,18 @@ private:
     Curator::DependsInvalidator m_invalidateDepends;
     std::vector<std::unique_ptr<Curator>> m_curators;
     FileLoader m_fileLoader;
+    // One step of the walk: invalidate id, or take it off the path again once all
+    // that it lists is done.
+    struct WalkStep {
+        unsigned int id;
+        bool leaving;
+    };
+
     // The walk in progress: the list it started from (that of the curator whose
-    // invalidate() began it) and a mark per slot on the current path. Both make a
-    // repeat on the path known in constant time.
+    // invalidate() began it), the steps still to take, the next one last, and a mark
+    // per slot on the current path, so that a repeat on the path is known at once.
     const std::vector<unsigned int>* m_pWalkRoot = nullptr;
+    std::vector<WalkStep> m_walk;
     std::vector<bool> m_onPath;
 };
 
