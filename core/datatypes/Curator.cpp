@@ -56,9 +56,8 @@ void Curator::set(const std::shared_ptr<Variant>& value) {
                     << getTypeInfo().name() << " variable type: " << value->getTypeInfo().name());
     const std::shared_ptr<Variant> converted = m_converter(value, getTypeInfo());
     if (!converted)
-        ZARVO_THROW("Conversion of new data gave no value! curator type: " << getTypeInfo().name()
-                                                                          << " variable type: "
-                                                                          << value->getTypeInfo().name());
+        ZARVO_THROW("Conversion of new data gave no value! curator type: " << getTypeInfo().name() << " variable type: "
+                                                                           << value->getTypeInfo().name());
     setImpl(converted);
 }
 

@@ -70,9 +70,7 @@ void CuratorStorage::setSourceFile(unsigned int id, std::string fileName) {
     curator.setGenerator([loader = m_fileLoader, fileName] { return loader(fileName); }, fileName);
 }
 
-void CuratorStorage::setConverter(unsigned int id, Curator::Converter converter) {
-    find(id)->setConverter(converter);
-}
+void CuratorStorage::setConverter(unsigned int id, Curator::Converter converter) { find(id)->setConverter(converter); }
 
 void CuratorStorage::setConverterMarkedFloat(unsigned int id) {
     Curator& curator = *find(id);
@@ -87,8 +85,8 @@ void CuratorStorage::setMatValidator(unsigned int id, int rows, int cols, int ty
     Curator& curator = *find(id);
     const std::string typeName = curator.getTypeInfo().name();
     if (typeName.find("Mat") == std::string::npos)
-        ZARVO_THROW("Data type does not match! " << "Validator type: " << typeid(cv::Mat).name()
-                                                 << "!= Curator type: " << typeName << ")!");
+        ZARVO_THROW("Data type does not match! "
+                    << "Validator type: " << typeid(cv::Mat).name() << "!= Curator type: " << typeName << ")!");
     curator.setValidator(
         [rows, cols, type](const std::shared_ptr<Variant>& value) { return validateMat(value, type, rows, cols); });
 }
