@@ -71,6 +71,7 @@ public:
 
 protected:
     /// For concrete curators that serve a storage: its invalidator and a first list.
+    /// There is no setter for the invalidator; this and copying are the ways to one.
     Curator(DependsInvalidator dependsInvalidator, std::vector<unsigned int> depends);
 
     /// Sees each admitted value of set() while the previous one is still cached.

@@ -21,10 +21,14 @@ namespace zarvo::exp {
 /// validator for matrices of one shape and element type.
 ///
 /// Invalidation runs depth first in list order; a curator reached on two ways is
-/// invalidated twice, and so are its dependents. The walk is a loop over an explicit
-/// stack, so a chain of any length costs no call depth. An id met again on the current path of the walk (a curator
-/// listing itself included) ends the walk with "Cyclic curator dependency! ID = ".
-/// A listed id without curator ends it too; what was invalidated up to there stays so.
+/// invalidated twice, and so are its dependents. An id met again on the current path
+/// of the walk (a curator listing itself included) ends the walk with "Cyclic curator
+/// dependency! ID = " and that id. A listed id without curator ends it with the
+/// message of find(). Either way what was invalidated up to there stays so.
+///
+/// The walk is one loop over an explicit stack: a curator it invalidates hands its
+/// list back to the storage, which queues it in front of the rest. The order is that
+/// of nested calls, but a chain of any length costs no call depth.
 ///
 /// The bound invalidator holds the storage's address, so a storage is neither copied
 /// nor moved.
