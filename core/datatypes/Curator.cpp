@@ -1,0 +1,96 @@
+#include "core/datatypes/Curator.h"
+
+#include "valuefault/Exception.h"
+
+namespace zarvo::exp {
+
+Curator::Curator() = default;
+
+Curator::Curator(DependsInvalidator dependsInvalidator, std::vector<unsigned int> depends)
+    : m_dependsInvalidator(std::move(dependsInvalidator)), m_depends(std::move(depends)) {}
+
+Curator::Curator(const Curator& other) = default;
+
+Curator::~Curator() = default;
+
+Curator& Curator::operator=(const Curator& other) = default;
+
+bool Curator::available() {
+    if (m_pData) return true;
+    if (!m_generator) return false;
+    return m_generator() != nullptr;
+}
+
+const std::shared_ptr<Variant>& Curator::get(const Generator& generator) {
+    std::shared_ptr<Variant> generated = generator();
+    if (!generated) ZARVO_THROW("Could not generate/load any data! Maybe file name not correct?");
+    if (generated->getTypeInfo() == getTypeInfo()) {
+        m_pData = std::move(generated);
+    } else {
+        if (!m_converter)
+            ZARVO_THROW("The Generator does not provied the correct data type! "
+                        << "template type: " << getTypeInfo().name()
+                        << "!= generator type: " << generated->getTypeInfo().name() << ")!");
+        // Trusted like any generated value: an empty result leaves the curator Pending.
+        m_pData = m_converter(generated, getTypeInfo());
+    }
+    return m_pData;
+}
+
+std::shared_ptr<Variant> Curator::getConverted(const std::type_info& type) {
+    const std::shared_ptr<Variant>& value = get();
+    if (!value) ZARVO_THROW("No data available to convert! The curator holds no value.");
+    if (value->getTypeInfo() == type) return value;
+    if (!m_converter) ZARVO_THROW("Data types does not match and there is no converter avaiable!");
+    return m_converter(value, type);
+}
+
+void Curator::set(const std::shared_ptr<Variant>& value) {
+    if (!value) ZARVO_THROW("Data can not be set to an empty pointer - use invalidate to clear data!");
+    if (getTypeInfo() == value->getTypeInfo()) {
+        setImpl(value);
+        return;
+    }
+    if (!m_converter)
+        ZARVO_THROW("Datatype of new data does not match and no conversion is available! \ncurator type:"
+                    << getTypeInfo().name() << " variable type: " << value->getTypeInfo().name());
+    const std::shared_ptr<Variant> converted = m_converter(value, getTypeInfo());
+    if (!converted)
+        ZARVO_THROW("Conversion of new data gave no value! curator type: " << getTypeInfo().name() << " variable type: "
+                                                                           << value->getTypeInfo().name());
+    setImpl(converted);
+}
+
+void Curator::setImpl(const std::shared_ptr<Variant>& value) {
+    if (getTypeInfo() != value->getTypeInfo()) ZARVO_THROW("Type of new data does not match!");
+    if (m_validator && !m_validator(value)) {
+        // The old value must not outlive a refused successor, and whoever depends
+        // on it learns that before the caller sees the refusal.
+        invalidate();
+        ZARVO_THROW("New value is not valid!");
+    }
+    onNewValue(value);
+    m_pData = value;
+}
+
+void Curator::invalidate() {
+    m_pData.reset();
+    invalidateDepends();
+}
+
+void Curator::invalidateDepends() const {
+    if (m_dependsInvalidator) m_dependsInvalidator(m_depends);
+}
+
+void Curator::setGenerator(const Generator&& generator, std::string sourceFileName) {
+    m_sourceFileName = std::move(sourceFileName);
+    m_generator = generator;
+}
+
+void Curator::setValidator(const Validator& validator) { m_validator = validator; }
+
+void Curator::setConverter(const Converter& converter) { m_converter = converter; }
+
+void Curator::setDepends(const std::vector<unsigned int>& depends) { m_depends = depends; }
+
+}  // namespace zarvo::exp

@@ -1,0 +1,258 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "core/datatypes/CuratorStorage.h"
+#include "tests/TestSupport.h"
+
+using namespace zarvo::exp;
+using namespace testsupport;
+
+namespace {
+
+using Ids = std::vector<unsigned int>;
+
+// "message|function" of what action throws, or "" if nothing.
+template <class F>
+std::string failureOf(F&& action) {
+    const zarvo::Exception error = errorOf(std::forward<F>(action));
+    return error.where().empty() ? "" : error.message() + "|" + functionOf(error);
+}
+
+std::string textOf(const std::shared_ptr<Variant>& value) { return value ? value->toString() : "-"; }
+
+std::uint32_t bitsOf(float value) {
+    std::uint32_t word;
+    std::memcpy(&word, &value, 4);
+    return word;
+}
+
+const std::string kCurator = "|zarvo::exp::Curator::", kStorage = "|zarvo::exp::CuratorStorage::";
+
+// An int curator that logs what the base class hands it: its list, when given to the
+// invalidator, and each admitted value beside the one still cached.
+class Probe : public Curator {
+public:
+    explicit Probe(std::string& log)
+        : Curator([&log](const Ids& ids) { log += "invalidate " + std::to_string(ids.size()) + ";"; }, {4, 5}),
+          m_log(log) {}
+    const std::type_info& getTypeInfo() const override { return typeid(int); }
+    void onNewValue(const std::shared_ptr<Variant>& value) override {
+        m_log += "new " + textOf(value) + " over " + textOf(get()) + ";";
+    }
+    std::string& m_log;
+};
+
+// Curators 0..n-1 of type int, each holding its id, then listing its dependents.
+void fill(CuratorStorage& storage, const std::vector<Ids>& depends) {
+    for (unsigned int id = 0; id < depends.size(); ++id) storage.addCurator<int>(id).set(hold(int(id)));
+    for (unsigned int id = 0; id < depends.size(); ++id) storage.replaceDepends(id, depends[id]);
+}
+
+// Per slot "1" if the curator holds a value, "-" if not.
+std::string cached(CuratorStorage& storage) {
+    std::string held;
+    for (unsigned int id = 0; id < storage.getCuratorCount(); ++id) held += storage.find(id)->get() ? "1" : "-";
+    return held;
+}
+
+// Replaces curator id by one that writes its id to log whenever it passes its list on,
+// and then hands the list to the storage as the replaced curator would.
+void spy(CuratorStorage& storage, unsigned int id, std::string& log) {
+    const Curator_<int> relay = static_cast<Curator_<int>&>(*storage.find(id));
+    storage.find(id) = std::make_unique<Curator_<int>>(
+        [&log, id, relay](const Ids&) { log += std::to_string(id), Curator_<int>(relay).invalidate(); },
+        relay.getDepends());
+}
+
+}  // namespace
+
+TEST(Curator, GetGeneratesOnceAndCachesUntilInvalidated) {
+    const Curator::Converter toInt = [](const std::shared_ptr<Variant>& v, auto&) { return hold(v->toInt32()); };
+    const Curator::Converter toNothing = [](const std::shared_ptr<Variant>&, auto&) { return nullptr; };
+    const std::string wrongType =
+        "The Generator does not provied the correct data type! template type: i!= generator type: d)!";
+    const struct {
+        std::shared_ptr<Variant> generated;
+        Curator::Converter converter;
+        std::string failure, cached;
+        int callsForTwoGets;
+    } cases[] = {
+        {hold(5), nullptr, "", "5", 1},
+        {hold(2.5), toInt, "", "2", 1},
+        {hold(2.5), toNothing, "", "-", 2},  // an empty conversion leaves it Pending
+        {nullptr, nullptr, "Could not generate/load any data! Maybe file name not correct?" + kCurator + "get", "-", 2},
+        {hold(2.5), nullptr, wrongType + kCurator + "get", "-", 2},
+    };
+    for (const auto& c : cases) {
+        Curator_<int> curator;
+        int calls = 0;
+        curator.setConverter(c.converter);
+        curator.setValidator([](const std::shared_ptr<Variant>&) { return false; });  // get never asks it
+        curator.setGenerator([&] { return ++calls, c.generated; }, "");
+        EXPECT_EQ(failureOf([&] { curator.get(); }) + failureOf([&] { curator.get(); }), c.failure + c.failure);
+        EXPECT_EQ(calls, c.callsForTwoGets) << c.cached;
+        curator.setGenerator(nullptr, "");
+        EXPECT_EQ(textOf(curator.get()), c.cached);
+    }
+
+    Curator_<int> curator;
+    EXPECT_TRUE(!curator.available() && curator.get() == nullptr);  // Empty, quietly
+    int calls = 0;
+    curator.setGenerator([&] { return hold(++calls); }, "gain.bin");
+    EXPECT_TRUE(curator.available() && curator.available() && calls == 2);  // Pending keeps nothing
+    const std::shared_ptr<Variant>& field = curator.get();
+    curator.setGenerator([] { return hold(-1); }, "offset.bin");
+    EXPECT_EQ(textOf(curator.get()) + curator.getSourceFileName(), "3offset.bin");  // Cached: no generator call
+    Curator_<int> copy(curator);
+    curator.invalidate();
+    EXPECT_EQ(field, nullptr);           // get() handed out the field itself
+    EXPECT_EQ(textOf(copy.get()), "3");  // the copy shares the Variant, not the field
+    EXPECT_EQ(textOf(curator.get()), "-1");
+}
+
+TEST(Curator, SetConvertsValidatesAnnouncesAndRefuses) {
+    std::string log;
+    Probe probe(log);
+    probe.setValidator(
+        [&](const std::shared_ptr<Variant>& v) { return log += "valid? " + textOf(v) + ";", v->toInt32() < 9; });
+    probe.set(hold(1));
+    EXPECT_EQ(failureOf([&] { probe.set(nullptr); }),
+              "Data can not be set to an empty pointer - use invalidate to clear data!" + kCurator + "set");
+    EXPECT_EQ(failureOf([&] { probe.set(hold(2.5)); }),
+              "Datatype of new data does not match and no conversion is available! \ncurator type:i variable type: d" +
+                  kCurator + "set");
+    EXPECT_EQ(failureOf([&] { probe.getConverted(typeid(double)); }),
+              "Data types does not match and there is no converter avaiable!" + kCurator + "getConverted");
+    probe.setConverter([](const std::shared_ptr<Variant>&, const std::type_info&) { return nullptr; });
+    EXPECT_EQ(failureOf([&] { probe.set(hold(2.5)); }),
+              "Conversion of new data gave no value! curator type: i variable type: d" + kCurator + "set");
+    probe.setConverter([](const std::shared_ptr<Variant>&, const std::type_info&) { return hold(2.5f); });
+    EXPECT_EQ(failureOf([&] { probe.set(hold(2.5)); }), "Type of new data does not match!" + kCurator + "setImpl");
+    EXPECT_EQ(log + textOf(probe.get()), "valid? 1;new 1 over -;1");  // no failure got as far as the validator
+
+    int conversions = 0;
+    probe.setConverter([&](const std::shared_ptr<Variant>& v, const std::type_info& type) {
+        return ++conversions, type == typeid(int) ? hold(v->toInt32()) : hold(v->toDouble());
+    });
+    probe.set(hold(2.5));                                     // validator, onNewValue and cache see the converted value
+    EXPECT_EQ(probe.getConverted(typeid(int)), probe.get());  // no conversion
+    EXPECT_EQ(probe.getConverted(typeid(double))->toDouble() + probe.getConverted(typeid(double))->toDouble(), 4.0);
+    EXPECT_EQ(conversions, 3);  // getConverted keeps nothing
+    log.clear();
+    EXPECT_EQ(failureOf([&] { probe.set(hold(9)); }), "New value is not valid!" + kCurator + "setImpl");
+    EXPECT_EQ(log + textOf(probe.get()), "valid? 9;invalidate 2;-");  // dependents told before the throw
+    probe.invalidate();                                               // an empty curator passes its list on too
+    EXPECT_EQ(failureOf([&] { probe.getConverted(typeid(int)); }),
+              "No data available to convert! The curator holds no value." + kCurator + "getConverted");
+    EXPECT_EQ(log, "valid? 9;invalidate 2;invalidate 2;");
+}
+
+TEST(CuratorStorage, SlotsAndTheirFailures) {
+    std::string loaded;
+    CuratorStorage storage(5, [&](const std::string& name) { return loaded += name + ";", hold(int(name.size())); });
+    storage.addCurator<int>(1);
+    storage.addCurator<int>(2, {1});
+    storage.addCurator<double>(3).set(hold(0.5));
+    storage.removeCurator(3), storage.removeCurator(3);  // the second time an empty slot
+    EXPECT_EQ(storage.getCuratorCount(), 5u);
+    const std::pair<std::function<void()>, std::string> failures[] = {
+        {[&] { storage.find(5); }, "No Curator available for requested ID! ID = 5" + kStorage + "find"},
+        {[&] { storage.set(3, hold(1)); }, "Try to access empty curator! ID = 3" + kStorage + "find"},
+        {[&] { storage.get(1); }, "No data available for requested curator: ID = 1" + kStorage + "get"},
+        {[&] { storage.removeCurator(17); }, "ID: 17does not exits!" + kStorage + "removeCurator"},
+        {[&] { storage.addCurator<int>(5); },
+         "No Curator available for requested ID! ID = 5" + kStorage + "addCurator"},
+        {[&] { storage.addCurator<int>(1); }, "Curator slot is already in use! ID = 1" + kStorage + "addCurator"},
+        {[&] { storage.setSourceFile(9, "a"); }, "No Curator available for requested ID! ID = 9" + kStorage + "find"},
+        {[] { CuratorStorage().setSourceFile(9, "a"); },
+         "No file loader available for that curator storage!" + kStorage + "setSourceFile"},
+        {[&] { storage.setConverterMarkedFloat(1); },
+         "MarkedFloat Converter can only be used with float or MarkedFloat types!Not with Typename: i" + kStorage +
+             "setConverterMarkedFloat"},
+        {[&] { storage.setMatValidator(1, 1, 1, CV_8UC1); },
+         "Data type does not match! Validator type: N2cv3MatE!= Curator type: i)!" + kStorage + "setMatValidator"},
+    };
+    for (const auto& [action, failure] : failures) EXPECT_EQ(failureOf(action), failure);
+    EXPECT_EQ(storage.find(1)->get(), nullptr);  // the curator itself answers quietly
+
+    storage.setSourceFile(1, "gain");
+    storage.setSourceFile(2, "offset.bin");
+    EXPECT_EQ(loaded, "");  // files are read on demand only
+    EXPECT_EQ(textOf(storage.get(2)) + textOf(storage.get(1)) + textOf(storage.get(2)), "10410");
+    storage.setGenerator(2, [] { return hold(-1); });
+    storage.find(2)->invalidate();
+    EXPECT_EQ(textOf(storage.get(1)) + textOf(storage.get(2)), "4-1");
+    EXPECT_EQ(loaded, "offset.bin;gain;gain;");
+    std::list<std::string> files{"stale"};
+    storage.getAllSourceFiles(files);
+    EXPECT_EQ(files, std::list<std::string>{"gain"});
+    std::map<unsigned int, Ids> depends{{7, {7}}};
+    storage.getDependMap(depends);
+    EXPECT_EQ(depends, (std::map<unsigned int, Ids>{{1, {}}, {2, {1}}}));
+}
+
+TEST(CuratorStorage, InvalidationWalksDepthFirstAndStopsAtCycles) {
+    CuratorStorage storage(4);
+    fill(storage, {{1, 2}, {2}, {3}, {}});  // 2, and what it lists, reached on two ways
+    storage.find(2)->invalidate();
+    EXPECT_EQ(cached(storage), "11--");
+    std::string log;
+    for (unsigned int id = 0; id < 4; ++id) spy(storage, id, log);
+    storage.find(0)->invalidate();
+    log += "|";
+    storage.set(1, hold(5));  // a new value tells the dependents too
+    EXPECT_EQ(log, "012323|123");
+
+    CuratorStorage cycles(3);
+    fill(cycles, {{1, 2}, {9}, {}});  // a missing dependent stops the walk
+    EXPECT_EQ(failureOf([&] { cycles.find(0)->invalidate(); }),
+              "No Curator available for requested ID! ID = 9" + kStorage + "find");
+    EXPECT_EQ(cached(cycles), "--1");
+    cycles.replaceDepends(1, {0});
+    cycles.replaceDepends(2, {2});
+    const std::string cyclic = "Cyclic curator dependency! ID = ";
+    EXPECT_EQ(failureOf([&] { cycles.find(0)->invalidate(); }), cyclic + "0" + kStorage + "invalidateDepends");
+    EXPECT_EQ(failureOf([&] { cycles.set(1, hold(1)); }), cyclic + "1" + kStorage + "invalidateDepends");
+    EXPECT_EQ(failureOf([&] { cycles.find(2)->invalidate(); }), cyclic + "2" + kStorage + "invalidateDepends");
+    cycles.replaceDepends(1, {2});
+    cycles.replaceDepends(2, {});
+    cycles.set(2, hold(2));
+    cycles.find(0)->invalidate();  // no mark left behind by the failed walks
+    EXPECT_EQ(cached(cycles), "---");
+
+    const unsigned int length = 100000;  // deeper than a call stack would take
+    CuratorStorage chain(length);
+    for (unsigned int id = 0; id + 1 < length; ++id) chain.addCurator<int>(id, {id + 1});
+    chain.addCurator<int>(length - 1).set(hold(1));
+    chain.find(0)->invalidate();
+    EXPECT_EQ(chain.find(length - 1)->get(), nullptr);
+}
+
+TEST(CuratorStorage, MarkedFloatConverterAndMatValidator) {
+    CuratorStorage storage(4);
+    storage.addCurator<float>(0);
+    storage.addCurator<MarkedFloat>(1);
+    storage.setConverterMarkedFloat(0);
+    storage.setConverterMarkedFloat(1);
+    storage.set(0, hold(MarkedFloat(1.5f, MarkedFloat::Overrange)));                       // word 0x3FC00005
+    EXPECT_EQ(bitsOf(storage.get(0)->value<const float>()), 0x3FC00005u);                  // the mark stays in the bits
+    storage.set(1, hold(MarkedFloat(1.5f, MarkedFloat::Underrange).toFloat()));            // a float of word 0x3FC00003
+    EXPECT_EQ(bitsOf(storage.get(1)->value<const MarkedFloat>().toFloat()), 0x3FC00002u);  // bit 0 cleared
+    EXPECT_EQ(bitsOf(storage.getConverted(1, typeid(float))->value<const float>()), 0x3FC00002u);
+    EXPECT_EQ(storage.getConverted(1, typeid(MarkedFloat)), storage.get(1));
+    EXPECT_EQ(storage.getConverted(1, typeid(int)), nullptr);
+
+    storage.addCurator<cv::Mat>(2);
+    storage.setMatValidator(2, 2, 3, CV_32FC1);
+    storage.addCurator<cv::Mat_<float>>(3);
+    storage.setMatValidator(3, 2, 3, CV_32FC1);  // its type name passes too
+    const int cases[][4] = {
+        {2, 3, CV_32FC1, true}, {2, 3, CV_32FC2, false}, {3, 2, CV_32FC1, false}, {2, 3, CV_8UC1, false}};
+    for (const auto& [rows, cols, type, admitted] : cases) {
+        const auto value = hold(cv::Mat(rows, cols, type));
+        EXPECT_EQ(failureOf([&] { storage.set(2, value); }),
+                  admitted ? "" : "New value is not valid!" + kCurator + "setImpl");
+        EXPECT_EQ(storage.find(2)->get(), admitted ? value : nullptr);
+    }
+}
