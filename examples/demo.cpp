@@ -187,6 +187,46 @@ void showDescriptors() {
               << "\n";
 }
 
+// A calibration chain: slot 0 a gain table read by the storage's file loader, slot 1 an
+// offset table, slot 2 a correction computed from both. Each generator counts its calls.
+void showCurators() {
+    int loads = 0, corrections = 0;
+    CuratorStorage storage(3, [&](const std::string& file) -> std::shared_ptr<Variant> {
+        ++loads;
+        const float gain = file == "gain-v2.bin" ? 2.0f : 1.5f;  // stands in for reading the file
+        return std::make_shared<Variant_<cv::Mat>>(cv::Mat(2, 2, CV_32FC1, cv::Scalar(gain)));
+    });
+    storage.addCurator<cv::Mat>(0, {2});  // a new gain table makes the correction stale
+    storage.addCurator<cv::Mat>(1, {2});
+    storage.addCurator<cv::Mat>(2);
+    storage.setSourceFile(0, "gain-v1.bin");
+    storage.setMatValidator(0, 2, 2, CV_32FC1);
+    storage.set(1, std::make_shared<Variant_<cv::Mat>>(cv::Mat(2, 2, CV_32FC1, cv::Scalar(0.25f))));
+    storage.setGenerator(2, [&]() -> std::shared_ptr<Variant> {
+        ++corrections;
+        const cv::Mat gain = storage.get(0)->value<cv::Mat>(), offset = storage.get(1)->value<cv::Mat>();
+        return std::make_shared<Variant_<cv::Mat>>(cv::Mat(gain + offset));
+    });
+    const auto show = [&](const char* step) {
+        std::cout << step << ": correction[0,0] = " << storage.get(2)->value<cv::Mat>().at<float>(0, 0)
+                  << " (file loads " << loads << ", corrections computed " << corrections << ")\n";
+    };
+
+    show("first get(2) computes the chain");
+    show("second get(2) reads the cache");
+    storage.setSourceFile(0, "gain-v2.bin");  // the new file counts from the next generation
+    storage.find(0)->invalidate();            // drops the gain table and the correction
+    show("after invalidating the gain table");
+    storage.set(0, std::make_shared<Variant_<cv::Mat>>(cv::Mat(2, 2, CV_32FC1, cv::Scalar(3.0f))));
+    show("after setting a gain table by hand");
+    try {
+        storage.set(0, std::make_shared<Variant_<cv::Mat>>(cv::Mat(3, 3, CV_32FC1)));
+    } catch (const zarvo::Exception& error) {
+        std::cout << "a 3x3 gain table is refused: " << error.message() << "\n";
+    }
+    show("after the refusal the gain table is loaded again");
+}
+
 }  // namespace
 
 int main() {
@@ -200,6 +240,7 @@ int main() {
     measurementAreaRoundTrip();
     showDeviceIdentity();
     showDescriptors();
+    showCurators();
     try {
         Variant::fromString("Int32", "1");
     } catch (const zarvo::Exception& error) {

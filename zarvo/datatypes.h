@@ -4,6 +4,8 @@
 
 #include "core/datatypes/ArrayDeleter.h"
 #include "core/datatypes/CalibrationInfo.h"
+#include "core/datatypes/Curator.h"
+#include "core/datatypes/CuratorStorage.h"
 #include "core/datatypes/DataDescriptor.h"
 #include "core/datatypes/DataStorage.h"
 #include "core/datatypes/DeviceInfo.h"
