@@ -1,8 +1,10 @@
-// A value's road: text -> typed holder -> bytes in both byte orders -> back through the registry.
+// A thermal camera's data, end to end:
+//   1. the camera introduces itself: identity records and a descriptor tree of what it publishes;
+//   2. its calibration is a curated chain, computed on first use, invalidated, computed again;
+//   3. it takes a frame: pixels, nested metadata, and a measurement area read from device bytes;
+//   4. the frame's metadata and the area are handed on as bytes and read back with the bounded readers.
 #include <cstdio>
 #include <iostream>
-#include <set>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -10,241 +12,181 @@
 
 using namespace zarvo::exp;
 
+// The application's own value type, made known to the registry by this program: with the
+// record members it travels as bytes and text like any built-in type.
+struct Celsius {
+    float degrees = 0;
+
+    size_t serialize(Endian endian, char* data) const { return Memory::serializeT(endian, data, degrees); }
+    static Celsius deserialize(Endian endian, const char* data, size_t& size) {
+        return {Memory::deserializeT<float>(endian, data, size)};
+    }
+    static Celsius deserialize(Endian endian, const char* data, size_t available, size_t& size) {
+        return {Memory::deserializeT<float>(endian, data, available, size)};
+    }
+    size_t sizeofType() const { return sizeof degrees; }
+    std::string toString() const { return intern::toStringTimpl(degrees) + " degC"; }
+    static Celsius fromString(const std::string& text) { return {intern::readByStreamRule<float>(text)}; }
+    bool operator==(const Celsius& other) const { return degrees == other.degrees; }
+};
+ZARVO_REGISTER_METATYPE(Celsius, "celsius");
+// Storages with groups travel as bytes once their holder type has a name.
+ZARVO_REGISTER_METATYPE(DataStorage<std::string>, "storage");
+
 namespace {
 
-std::string hex(const char* bytes, size_t size) {
+template <class T>
+std::shared_ptr<Variant> hold(T value) {
+    return std::make_shared<Variant_<T>>(std::move(value));
+}
+
+std::string hex(const std::vector<char>& bytes) {
     std::string text;
     char digits[4];
-    for (size_t i = 0; i < size; ++i) {
-        std::snprintf(digits, sizeof digits, "%02x ", static_cast<unsigned char>(bytes[i]));
+    for (char byte : bytes) {
+        std::snprintf(digits, sizeof digits, "%02x ", static_cast<unsigned char>(byte));
         text += digits;
     }
     return text;
 }
 
-void roundTrip(const std::string& typeName, const std::string& text) {
-    const std::shared_ptr<Variant> value = Variant::fromString(typeName, text);
-    std::cout << typeName << " from \"" << text << "\": type " << value->getTypeString() << ", text "
-              << value->toString();
-    if (value->isArithmetic()) std::cout << ", toInt32 " << value->toInt32() << ", toDouble " << value->toDouble();
-    std::cout << "\n";
-    for (Endian endian : {no_swap, swap}) {
-        size_t size = 0;
-        const std::shared_ptr<char> bytes = value->serialize(endian, size);
-        size_t used = 0;
-        const std::shared_ptr<Variant> back = Variant::deserialize(value->getTypeString(), endian, bytes.get(), used);
-        std::cout << "  " << (endian == swap ? "swap   " : "no_swap") << " bytes " << hex(bytes.get(), size)
-                  << "-> " << back->toString() << " (" << used << " bytes read, equal: " << std::boolalpha
-                  << back->equal_imp(value) << ")\n";
-    }
-}
-
-// An image held in a variant shares its pixels; its byte form copies them once,
-// and the matrix read back has a buffer of its own.
-void imageRoundTrip() {
-    cv::Mat image(2, 3, CV_8UC1);
-    for (int i = 0; i < 6; ++i) image.data[i] = static_cast<uchar>(i * 40);
-    const auto held = std::make_shared<Variant_<cv::Mat>>(image);
-    size_t size = 0;
-    const std::shared_ptr<char> bytes = held->serialize(no_swap, size);
-    const cv::Mat back = Variant::deserialize("cvmat", no_swap, bytes.get(), size)->value<cv::Mat>();
-    std::cout << "cvmat 2x3 CV_8UC1: bytes " << hex(bytes.get(), size) << "\n  shares pixels with the source: "
-              << std::boolalpha << (held->value<cv::Mat>().data == image.data)
-              << ", read back into its own buffer: " << (back.data != image.data) << ", pixels equal: "
-              << (cv::norm(back, image, cv::NORM_INF) == 0) << "\n";
-}
-
-// A frame with nested metadata, handed on without a pixel copy.
-void frameHandOver() {
-    Frame acquired(cv::Mat(480, 640, CV_8UC1, cv::Scalar(0)));
-    acquired.addMetaDate("camera.serial", std::make_shared<Variant_<int>>(4711));
-    acquired.addMetaDate("camera.temperature", std::make_shared<Variant_<double>>(36.5));
-    acquired.addMetaDate("exposure", std::make_shared<Variant_<int>>(20));
-    Frame handedOn = acquired.getSharedDataCopy();
-    handedOn.getFrameData().at<unsigned char>(0, 0) = 255;                    // pixels are shared
-    handedOn.addMetaDate("camera.gain", std::make_shared<Variant_<int>>(2));  // metadata are not
-    for (const Frame* frame : {&acquired, &handedOn}) {
-        std::shared_ptr<Variant> serial;
-        frame->getMetaDate("camera.serial", serial);
-        std::cout << (frame == &acquired ? "acquired:  " : "handed on: ") << "pixel(0,0) "
-                  << int(frame->getFrameData().at<unsigned char>(0, 0)) << ", keys";
-        for (const std::string& key : frame->getMetaDataKeys()) std::cout << " " << key;
-        std::cout << ", camera.serial " << serial->toInt32() << ", camera.gain "
-                  << (frame->isMetaDateAvailable("camera.gain") ? "set" : "not set") << "\n";
-    }
-}
-
-
-// A measurement area travels as bytes: the spots' values and the mean value are
-// named by their registered type ("float") and read back through the registry.
-// The mean value has no setter: it arrives with the bytes of a measuring device.
-void measurementAreaRoundTrip() {
-    const MeasPoint cold(12, 40, std::make_shared<Variant_<float>>(21.5f));
-    const MeasPoint hot(30, 8, std::make_shared<Variant_<float>>(36.9f));
-    std::vector<char> device(8 + cold.sizeofType() + hot.sizeofType() + 4 + 5 + 4);
-    size_t used = 0;
-    for (unsigned short number : {10, 5, 40, 40}) used += Memory::writeField(no_swap, device.data() + used, number);
-    used += cold.serialize(no_swap, device.data() + used);
-    used += hot.serialize(no_swap, device.data() + used);
-    used += Memory::serializeT(no_swap, device.data() + used, std::string("float"));
-    Memory::serializeT(no_swap, device.data() + used, 28.25f);
-
-    size_t size = 0;
-    const MeasArea area = MeasArea::deserialize(no_swap, device.data(), device.size(), size);
-    std::cout << "MeasArea from " << size << " device bytes: " << area.toString() << "\n";
-    for (Endian endian : {no_swap, swap}) {
-        std::vector<char> bytes(area.sizeofType());
-        area.serialize(endian, bytes.data());
-        const MeasArea back = MeasArea::deserialize(endian, bytes.data(), bytes.size(), size);
-        std::cout << "  " << (endian == swap ? "swap   " : "no_swap") << " " << hex(bytes.data(), bytes.size())
-                  << "\n  -> " << back.toString() << " (" << size << " bytes; same spots: " << std::boolalpha
-                  << (back.getColdSpot() == area.getColdSpot() && back.getHotSpot() == area.getHotSpot())
-                  << ", same mean object: " << (back == area) << ")\n";
-    }
-}
-
-// The record's text form, its byte size and its bytes in the swapped order, then
-// whether the bounded reader gets the same size back.
 template <class R>
-void showRecord(const char* name, const R& record) {
+std::vector<char> bytesOf(const R& record, Endian endian) {
     std::vector<char> bytes(record.sizeofType());
-    const size_t written = record.serialize(zarvo::exp::swap, bytes.data());
-    size_t used = 0;
-    R::deserialize(zarvo::exp::swap, bytes.data(), bytes.size(), used);
-    std::string text = record.toString();
-    if (text.back() != '\n') text += '\n';  // CalibrationInfo's text ends in a line end, the others do not
-    std::cout << name << " (" << written << " bytes, " << used << " read back):\n" << text << "  bytes:";
-    for (char byte : bytes) std::printf(" %02x", static_cast<unsigned char>(byte));
-    std::cout << "\n";
+    record.serialize(endian, bytes.data());
+    return bytes;
 }
 
+void step(const char* title) { std::cout << "\n== " << title << "\n"; }
 
-// A device's identity records with their text forms and byte sizes.
-void showDeviceIdentity() {
-    showRecord("DeviceInfo2", zarvo::DeviceInfo2(100042, 7001, 12, 1, 3, "2024-05-17"));
-    showRecord("VersionExtended", zarvo::exp::VersionExtended::fromString("2.4.1.1337"));
-    showRecord("MaterialNumber", zarvo::MaterialNumber::fromString("1234 5678 90"));
-    showRecord("CalibrationInfo", zarvo::CalibrationInfo(1, "CERT-0042", 20250101, 20240101, 0xBEEF));
+void introduceCamera() {
+    step("1. The camera introduces itself");
+    const zarvo::DeviceInfo2 identity(100042, 7001, 12, 1, 3, "2024-05-17");
+    const zarvo::CalibrationInfo certificate(1, "CERT-0042", 20270101, 20260101, 0xBEEF);
+    std::cout << identity.toString() << "\n(" << identity.sizeofType() << " bytes)\n"
+              << "firmware " << VersionExtended::fromString("2.4.1.1337").toString() << ", part "
+              << zarvo::MaterialNumber::fromString("1234 5678 90").toString() << "\n"
+              << certificate.toString() << "(" << certificate.sizeofType() << " bytes)\n";
 
-    const zarvo::MaterialNumber number(123456789, zarvo::MaterialNumber::numeric);
-    std::cout << "MaterialNumber from 123456789: " << number.toString() << " (ident " << std::boolalpha
-              << number.hasIdent() << "), without ident " << number.toString(true) << "\n";
-    try {
-        zarvo::MaterialNumber::fromString("123 45678");
-    } catch (const std::invalid_argument& error) {
-        std::cout << "MaterialNumber refuses \"123 45678\": " << error.what() << "\n";
-    }
-}
-
-// A device describes what it publishes: a tree of items with rights and options,
-// and parameters reached through its own setters and getters.
-void showDescriptors() {
     const auto exposure = DataDescriptor::makeItem("exposure", "int32");
     DataStorage<std::string> range;
-    range.insert("Min", std::make_shared<Variant_<int>>(10));
-    range.insert("Max", std::make_shared<Variant_<int>>(2000));
-    range.insert("Step", std::make_shared<Variant_<int>>(10));
+    range.insert("Min", hold(10));
+    range.insert("Max", hold(2000));
     exposure->setDescriptorOptions(range);
-    const auto serial = DataDescriptor::makeItem("serial", "string");
-    serial->setDescriptorOptions([] {
-        DataStorage<std::string> readOnly;
-        readOnly.insert("WriteAccess", std::make_shared<Variant_<bool>>(false));
-        return readOnly;
-    }());
-    const auto camera = DataDescriptor::makeGroup("camera", {exposure, serial});
-    const auto device = DataDescriptor::makeGroup("device", {camera, DataDescriptor::makeItem("image", "cvmat")});
-
-    std::cout << "descriptor tree of 'device':\n";
+    const auto serial = DataDescriptor::makeItem("serial", "uint64");
+    serial->setAccessParameters(true, false, false, true);
+    const auto device = DataDescriptor::makeGroup(
+        "device", {DataDescriptor::makeGroup("camera", {exposure, serial}), DataDescriptor::makeItem("image", "cvmat")});
+    std::cout << "what it publishes:\n";
     device->print("  ");
-    std::cout << "qualified names: " << DataDescriptor::getFullQualifiedItemName(exposure.get(), "", ".") << ", "
-              << DataDescriptor::getFullQualifiedItemName(serial.get(), "unit", "/") << "\n";
-    const ParameterRange r = exposure->getParameterRange();
-    std::cout << "exposure range: " << r.min->toInt32() << " .. " << r.max->toInt32() << " step "
-              << r.step->toInt32() << "\n";
-    std::cout << std::boolalpha << "serial readable " << serial->isReadable() << ", writable "
-              << serial->isWritable() << "\n";
-
-    bool triggered = false;
-    cv::Mat gains(1, 3, CV_32FC1, cv::Scalar(1.0f));
-    std::set<ParameterDescriptorBool> switches;
-    switches.insert(ParameterDescriptorBool(
-        "trigger", "external trigger", "camera", [&](bool on) { triggered = on; }, [&] { return triggered; }));
-    switches.insert(ParameterDescriptorBool("auto", "automatic exposure", "camera", nullptr, [] { return true; }));
-    for (const auto& s : switches) std::cout << "switch " << s.getName() << " = " << s.getValue() << "\n";
-    // Ordered by name alone: a probe with the name finds the descriptor.
-    switches.find(ParameterDescriptorBool("trigger", "", "", nullptr, nullptr))->setValue(true);
-    std::cout << "trigger after setValue(true): " << triggered << "\n";
-    try {
-        std::cout << "setting '" << switches.begin()->getName() << "': ";
-        switches.begin()->setValue(false);
-    } catch (const zarvo::Exception& e) {
-        std::cout << e.message() << "\n";
-    }
-    const ParameterDescriptorScalar<cv::Mat> gainParameter(
-        "gains", "per-channel gains", "camera", [&](cv::Mat m) { gains = m; }, [&] { return gains; });
-    gainParameter.setValue(cv::Mat(1, 3, CV_32FC1, cv::Scalar(2.0f)));
-    std::cout << "gains " << gainParameter.getValue() << ", range given: " << !gainParameter.getMin().empty()
+    std::cout << DataDescriptor::getFullQualifiedItemName(exposure.get(), "", ".") << " from "
+              << exposure->getParameterRange().min->toInt32() << " to " << exposure->getParameterRange().max->toInt32()
               << "\n";
 }
 
-// A calibration chain: slot 0 a gain table read by the storage's file loader, slot 1 an
-// offset table, slot 2 a correction computed from both. Each generator counts its calls.
-void showCurators() {
-    int loads = 0, corrections = 0;
-    CuratorStorage storage(3, [&](const std::string& file) -> std::shared_ptr<Variant> {
-        ++loads;
-        const float gain = file == "gain-v2.bin" ? 2.0f : 1.5f;  // stands in for reading the file
-        return std::make_shared<Variant_<cv::Mat>>(cv::Mat(2, 2, CV_32FC1, cv::Scalar(gain)));
+// Slot 0: a gain table from a file, slot 1: an offset table, slot 2: the correction from both.
+cv::Mat calibrate(CuratorStorage& calibration, int& loads, int& computations) {
+    step("2. Calibration, computed on demand");
+    calibration.addCurator<cv::Mat>(0, {2});
+    calibration.addCurator<cv::Mat>(1, {2});
+    calibration.addCurator<cv::Mat>(2);
+    calibration.setSourceFile(0, "gain-v1.bin");
+    calibration.setMatValidator(0, 2, 2, CV_32FC1);
+    calibration.set(1, hold(cv::Mat(2, 2, CV_32FC1, cv::Scalar(-20.0f))));
+    calibration.setGenerator(2, [&] {
+        ++computations;
+        return hold(cv::Mat(calibration.get(0)->value<cv::Mat>() + calibration.get(1)->value<cv::Mat>()));
     });
-    storage.addCurator<cv::Mat>(0, {2});  // a new gain table makes the correction stale
-    storage.addCurator<cv::Mat>(1, {2});
-    storage.addCurator<cv::Mat>(2);
-    storage.setSourceFile(0, "gain-v1.bin");
-    storage.setMatValidator(0, 2, 2, CV_32FC1);
-    storage.set(1, std::make_shared<Variant_<cv::Mat>>(cv::Mat(2, 2, CV_32FC1, cv::Scalar(0.25f))));
-    storage.setGenerator(2, [&]() -> std::shared_ptr<Variant> {
-        ++corrections;
-        const cv::Mat gain = storage.get(0)->value<cv::Mat>(), offset = storage.get(1)->value<cv::Mat>();
-        return std::make_shared<Variant_<cv::Mat>>(cv::Mat(gain + offset));
-    });
-    const auto show = [&](const char* step) {
-        std::cout << step << ": correction[0,0] = " << storage.get(2)->value<cv::Mat>().at<float>(0, 0)
-                  << " (file loads " << loads << ", corrections computed " << corrections << ")\n";
+    const auto show = [&](const char* what) {
+        std::cout << what << ": correction " << calibration.get(2)->value<cv::Mat>().at<float>(0, 0) << " (file loads "
+                  << loads << ", computations " << computations << ")\n";
     };
-
-    show("first get(2) computes the chain");
-    show("second get(2) reads the cache");
-    storage.setSourceFile(0, "gain-v2.bin");  // the new file counts from the next generation
-    storage.find(0)->invalidate();            // drops the gain table and the correction
-    show("after invalidating the gain table");
-    storage.set(0, std::make_shared<Variant_<cv::Mat>>(cv::Mat(2, 2, CV_32FC1, cv::Scalar(3.0f))));
-    show("after setting a gain table by hand");
+    show("first use");
+    show("second use, cached");
+    calibration.setSourceFile(0, "gain-v2.bin");
+    calibration.find(0)->invalidate();  // the correction depends on the gain table: dropped too
+    show("after a new gain file");
     try {
-        storage.set(0, std::make_shared<Variant_<cv::Mat>>(cv::Mat(3, 3, CV_32FC1)));
+        calibration.set(0, hold(cv::Mat(3, 3, CV_32FC1)));
     } catch (const zarvo::Exception& error) {
         std::cout << "a 3x3 gain table is refused: " << error.message() << "\n";
     }
-    show("after the refusal the gain table is loaded again");
+    show("after the refusal, loaded again");
+    return calibration.get(2)->value<cv::Mat>();
+}
+
+// The bytes of a measurement area as the camera sends them: numbers, two spots, a mean value.
+std::vector<char> cameraAreaBytes() {
+    const MeasPoint cold(0, 1, hold(21.5f)), hot(1, 0, hold(36.75f));
+    std::vector<char> bytes(8 + cold.sizeofType() + hot.sizeofType() + 13);
+    size_t used = 0;
+    for (unsigned short number : {0, 0, 2, 2}) used += Memory::writeField(no_swap, bytes.data() + used, number);
+    used += cold.serialize(no_swap, bytes.data() + used);
+    used += hot.serialize(no_swap, bytes.data() + used);
+    used += Memory::serializeT(no_swap, bytes.data() + used, std::string("float"));
+    Memory::serializeT(no_swap, bytes.data() + used, 29.0f);
+    return bytes;
+}
+
+Frame acquire(const cv::Mat& correction, MeasArea& report) {
+    step("3. A frame is taken");
+    Frame frame(cv::Mat(2, 2, CV_32FC1, cv::Scalar(40.0f)) + correction);
+    frame.addMetaDate("camera.serial", hold(std::uint64_t(100042)));
+    frame.addMetaDate("camera.firmware", hold(std::string("2.4.1.1337")));
+    frame.addMetaDate("exposure", hold(200));
+    std::cout << "pixel(0,0) " << frame.getFrameData().at<float>(0, 0) << ", metadata keys:";
+    for (const std::string& key : frame.getMetaDataKeys()) std::cout << " " << key;
+
+    const std::vector<char> device = cameraAreaBytes();
+    size_t used = 0;
+    const MeasArea raw = MeasArea::deserialize(no_swap, device.data(), device.size(), used);
+    std::cout << "\nmeasurement area from " << used << " device bytes: " << raw.toString() << "\n";
+    // The report shares the camera's mean value and gives its spots in the application's unit.
+    const auto inCelsius = [](const MeasPoint& spot) {
+        return MeasPoint(spot.getXPos(), spot.getYPos(), hold(Celsius{spot.getValue()->toFloat()}));
+    };
+    report = raw;
+    report.setColdSpot(inCelsius(raw.getColdSpot()));
+    report.setHotSpot(inCelsius(raw.getHotSpot()));
+    std::cout << "report area: " << report.toString() << "\n";
+    return frame;
+}
+
+void handOn(const Frame& frame, const MeasArea& report) {
+    step("4. Handed on as bytes, read back bounded");
+    const std::vector<char> areaBytes = bytesOf(report, swap);
+    size_t used = 0;
+    const MeasArea area = MeasArea::deserialize(swap, areaBytes.data(), areaBytes.size(), used);
+    std::cout << "area, " << used << " bytes: " << hex(areaBytes) << "\n  -> " << area.toString()
+              << "\n  spots equal: " << std::boolalpha
+              << (area.getColdSpot() == report.getColdSpot() && area.getHotSpot() == report.getHotSpot())
+              << ", area equal: " << (area == report) << " (the mean value is a new object)\n";
+
+    DataStorage<std::string> metadata(frame.getSharedDataCopy().releaseMetaData());
+    const std::vector<char> metaBytes = bytesOf(metadata, no_swap);
+    const DataStorage<std::string> back = DataStorage<std::string>::deserialize(no_swap, metaBytes.data(), metaBytes.size(), used);
+    std::cout << "metadata, " << used << " bytes: " << hex(metaBytes) << "\n  -> equal: " << (back == metadata)
+              << ", camera.serial " << back.get("camera.serial")->toUInt64() << "\n";
+
+    try {
+        MeasArea::deserialize(swap, areaBytes.data(), areaBytes.size() - 3, used);
+    } catch (const zarvo::Exception& error) {
+        std::cout << "the area cut short: " << error.message() << "\n";
+    }
 }
 
 }  // namespace
 
 int main() {
-    roundTrip("int32", "258");
-    roundTrip("double", "-2.5");
-    roundTrip("uint16", "0x1F");
-    roundTrip("int8", "-3");
-    roundTrip("vecstring", "red;green;");
-    imageRoundTrip();
-    frameHandOver();
-    measurementAreaRoundTrip();
-    showDeviceIdentity();
-    showDescriptors();
-    showCurators();
-    try {
-        Variant::fromString("Int32", "1");
-    } catch (const zarvo::Exception& error) {
-        std::cout << "unknown name: " << error.message() << "\n";
-    }
+    introduceCamera();
+    int loads = 0, computations = 0;
+    CuratorStorage calibration(3, [&loads](const std::string& file) {
+        ++loads;  // stands in for reading the file
+        return hold(cv::Mat(2, 2, CV_32FC1, cv::Scalar(file == "gain-v2.bin" ? 2.0f : 1.0f)));
+    });
+    const cv::Mat correction = calibrate(calibration, loads, computations);
+    MeasArea report;
+    const Frame frame = acquire(correction, report);
+    handOn(frame, report);
     return 0;
 }
