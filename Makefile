@@ -3,6 +3,8 @@
 BUILD    ?= build
 JOBS     ?= 2
 PACKAGES := cmake g++ make libopencv-core-dev libgtest-dev libgmock-dev libbenchmark-dev libcereal-dev
+# dpkg-shlibdeps and pkg-config: the Debian packages and their test
+PACKAGES += dpkg-dev pkg-config
 
 .PHONY: all deps build test demo bench clean
 
@@ -31,6 +33,11 @@ demo: build
 
 bench: build
 	@for b in $(BUILD)/bench/zarvo_bench_*; do echo "== $$b"; $$b || exit 1; done
+
+# Debian packages libzarvo-datatypes and libzarvo-datatypes-dev, written into $(BUILD).
+.PHONY: package
+package: build
+	cd $(BUILD) && cpack -G DEB
 
 clean:
 	rm -rf $(BUILD)

@@ -28,3 +28,4 @@
 #include "core/memory/MemoryBinary.h"
 #include "valuefault/Exception.h"
 #include "valuetext/ValueText.h"
+#include "zarvo/version.h"

@@ -1,0 +1,38 @@
+# Debian packages through CPack, one per install component:
+#   libzarvo-datatypes      (runtime) the shared libraries with their SONAMEs, and any programs
+#   libzarvo-datatypes-dev  (dev)     headers, CMake package, pkg-config file, the .so links
+# `cpack -G DEB` in the build folder (or the `package` target) writes
+# libzarvo-datatypes_<version>-<release>_<arch>.deb and its -dev sibling.
+
+set(ZARVO_PACKAGE_MAINTAINER "zarvo-datatypes developers <zarvo-datatypes@localhost>"
+    CACHE STRING "Maintainer field of the Debian packages")
+set(ZARVO_PACKAGE_RELEASE 1 CACHE STRING "Debian revision of the packages")
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME zarvo-datatypes)
+set(CPACK_PACKAGE_CONTACT ${ZARVO_PACKAGE_MAINTAINER})
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "data types of a measuring-instrument framework")
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_ALL runtime dev)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE ${ZARVO_PACKAGE_RELEASE})
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libzarvo-datatypes)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+# Dependencies on libc, libstdc++ and OpenCV core come from dpkg-shlibdeps, so they name the
+# versions this build was linked against; the shlibs file lets other packages do the same.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+
+set(_zarvo_deb_version ${PROJECT_VERSION}-${ZARVO_PACKAGE_RELEASE})
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME libzarvo-datatypes-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libzarvo-datatypes (= ${_zarvo_deb_version}), libopencv-core-dev")
+
+include(CPack)
+cpack_add_component(runtime DISPLAY_NAME "zarvo-datatypes libraries"
+                    DESCRIPTION "Shared libraries valuefault, valuetext and zarvo_datatypes, and the programs built on them.")
+cpack_add_component(dev DISPLAY_NAME "zarvo-datatypes development files"
+                    DESCRIPTION "Headers, CMake package and pkg-config file of zarvo-datatypes.")

@@ -1,0 +1,42 @@
+# Installs zarvo_datatypes.pc (dev component) into LIBDIR/pkgconfig.
+
+# OpenCV core's flags, as found for this build; folders the compiler searches anyway are left out.
+get_target_property(_zarvo_cv_includes opencv_core INTERFACE_INCLUDE_DIRECTORIES)
+set(ZARVO_PC_OPENCV_CFLAGS "")
+foreach(_dir IN LISTS _zarvo_cv_includes)
+  if(NOT _dir IN_LIST CMAKE_CXX_IMPLICIT_INCLUDE_DIRECTORIES)
+    string(APPEND ZARVO_PC_OPENCV_CFLAGS " -I${_dir}")
+  endif()
+endforeach()
+set(ZARVO_PC_OPENCV_LIBS " -lopencv_core")
+if(ZARVO_OPENCV_CORE_LIBRARY)
+  get_filename_component(_zarvo_cv_libdir ${ZARVO_OPENCV_CORE_LIBRARY} DIRECTORY)
+  if(NOT _zarvo_cv_libdir IN_LIST CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES)
+    set(ZARVO_PC_OPENCV_LIBS " -L${_zarvo_cv_libdir} -lopencv_core")
+  endif()
+endif()
+
+# Paths below the prefix stay relative to it, so redirecting the prefix moves them all.
+foreach(_kind LIBDIR INCLUDEDIR)
+  if(IS_ABSOLUTE ${CMAKE_INSTALL_${_kind}})
+    set(ZARVO_PC_${_kind} ${CMAKE_INSTALL_${_kind}})
+  else()
+    set(ZARVO_PC_${_kind} "\${prefix}/${CMAKE_INSTALL_${_kind}}")
+  endif()
+endforeach()
+
+# Everything but the prefix is known now; the prefix only when installing. Each install
+# writes its own copy (keyed by where it goes), so concurrent installs cannot mix them up.
+set(ZARVO_PC_PREFIX "@ZARVO_PC_PREFIX@")
+set(_zarvo_pc_template ${PROJECT_BINARY_DIR}/pkgconfig/zarvo_datatypes.pc.in)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/zarvo_datatypes.pc.in ${_zarvo_pc_template} @ONLY)
+set(_zarvo_pc_destination ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(NOT IS_ABSOLUTE ${_zarvo_pc_destination})
+  set(_zarvo_pc_destination "\${CMAKE_INSTALL_PREFIX}/${_zarvo_pc_destination}")
+endif()
+install(CODE "
+  set(ZARVO_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
+  string(MD5 _zarvo_pc_key \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}\")
+  set(_zarvo_pc \"${PROJECT_BINARY_DIR}/pkgconfig/\${_zarvo_pc_key}/zarvo_datatypes.pc\")
+  configure_file(\"${_zarvo_pc_template}\" \"\${_zarvo_pc}\" @ONLY)
+  file(INSTALL DESTINATION \"${_zarvo_pc_destination}\" TYPE FILE FILES \"\${_zarvo_pc}\")" COMPONENT dev)
