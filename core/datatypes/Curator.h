@@ -22,7 +22,7 @@ namespace zarvo::exp {
 ///
 /// getConverted() on a curator that ends up without a value, and set() through a
 /// converter that gives an empty pointer, throw and leave the curator as it was.
-class Curator {
+class ZARVO_EXPORT Curator {
 public:
     using Generator = std::function<std::shared_ptr<Variant>()>;
     using Validator = std::function<bool(const std::shared_ptr<Variant>&)>;
@@ -84,7 +84,7 @@ private:
     // of the cache; an overload of get so that its failures name get.
     const std::shared_ptr<Variant>& get(const Generator& generator);
     // Last stage of set(): type check, validator, onNewValue, cache.
-    void setImpl(const std::shared_ptr<Variant>& value);
+    ZARVO_NO_EXPORT void setImpl(const std::shared_ptr<Variant>& value);
 
     std::shared_ptr<Variant> m_pData;
     Generator m_generator;

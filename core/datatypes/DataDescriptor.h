@@ -17,7 +17,8 @@ class DataGroupDescriptor;
 /// "Step"); a field is empty where the option is missing. The values are not
 /// interpreted: their type is whatever was stored. The fields are public, since
 /// nothing but the caller of getParameterRange reads them.
-struct ParameterRange {
+struct ZARVO_EXPORT ParameterRange {
+    /// The option "Min".
     std::shared_ptr<Variant> min;
     std::shared_ptr<Variant> max;
     std::shared_ptr<Variant> step;
@@ -28,7 +29,7 @@ struct ParameterRange {
 /// by makeGroup. A group owns its members by shared_ptr; a member points back to
 /// its group with a plain pointer, valid as long as the group lives.
 /// Descriptors can be copied but not assigned (the type is a reference).
-class DataDescriptor {
+class ZARVO_EXPORT DataDescriptor {
 public:
     /// Copies name, parent, type, flags and options (groups duplicated, values shared).
     DataDescriptor(const DataDescriptor& other);
@@ -103,7 +104,7 @@ protected:
 private:
     // Lets "ReadAccess" and "WriteAccess" overrule the flags; an absent option
     // leaves its flag alone.
-    void setCompatibilityAccessRights();
+    ZARVO_NO_EXPORT void setCompatibilityAccessRights();
 
     std::string m_name;
     const DataDescriptor* m_parent;
@@ -117,7 +118,7 @@ private:
 
 /// A named group of descriptors, reporting DataStorage<std::string> as its type
 /// so that a tree of descriptors can describe a nested storage.
-class DataGroupDescriptor : public DataDescriptor {
+class ZARVO_EXPORT DataGroupDescriptor : public DataDescriptor {
 public:
     using Members = std::vector<std::shared_ptr<DataDescriptor>>;
 

@@ -12,7 +12,7 @@
 namespace zarvo::exp {
 
 /// The key-type independent face of a storage.
-class DataStorageBase {
+class ZARVO_EXPORT DataStorageBase {
 public:
     DataStorageBase(const DataStorageBase&) = default;
     DataStorageBase& operator=(const DataStorageBase&) = default;
@@ -38,7 +38,7 @@ class DataStorage;
 /// Values are shared: get() hands out the stored object itself. Copies duplicate
 /// the groups and share the leaf values.
 template <>
-class DataStorage<std::string> : public DataStorageBase {
+class ZARVO_EXPORT DataStorage<std::string> : public DataStorageBase {
 public:
     using Map = std::map<std::string, std::shared_ptr<Variant>>;
     using iterator = Map::iterator;
@@ -111,13 +111,13 @@ public:
 
 private:
     // The nested storage held by value, or nullptr if value is no group.
-    static DataStorage* groupOf(Variant& value);
+    static ZARVO_NO_EXPORT DataStorage* groupOf(Variant& value);
     // Reads the entries at the cursor: the one reader behind both deserialize forms.
-    static DataStorage read(Memory::Cursor& in);
+    static ZARVO_NO_EXPORT DataStorage read(Memory::Cursor& in);
 
     std::unique_ptr<Map> m_pItems;
 };
 
-extern template class Variant_<DataStorage<std::string>>;
+extern template class ZARVO_EXPORT Variant_<DataStorage<std::string>>;
 
 }  // namespace zarvo::exp

@@ -17,7 +17,7 @@ namespace zarvo {
 /// device serial (8), board serial (8), board type (4), board index (2), date
 /// length N (4), the N date bytes: 26 + N bytes. The bytes do not tell the two
 /// generations apart.
-class DeviceInfo {
+class ZARVO_EXPORT DeviceInfo {
 public:
     /// Device serial, board serial, board type, board index, production date.
     DeviceInfo(std::uint64_t deviceSerial = 0, std::uint64_t boardSerial = 0, unsigned int boardType = 0,

@@ -16,7 +16,7 @@ namespace zarvo::exp {
 /// Metadata follow the copy rule of DataStorage: groups duplicated, leaf values
 /// shared. Only getSharedDataCopy(), the cv::Mat constructors and the moves hand a
 /// frame on without a pixel copy.
-class Frame {
+class ZARVO_EXPORT Frame {
 public:
     /// No pixels, no metadata.
     Frame();

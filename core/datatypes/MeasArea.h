@@ -29,7 +29,7 @@ namespace zarvo::exp {
 /// and toString throw "Can not serialize a MEAS AREA without mean value!" before
 /// anything is written. Spots are checked first: an area whose spot has no value
 /// fails with the point's messages, serialize after writing the four numbers.
-class MeasArea {
+class ZARVO_EXPORT MeasArea {
 public:
     /// Position and size 0, empty spots, null mean value.
     MeasArea() = default;
@@ -92,9 +92,9 @@ public:
     std::string toString() const;
 
 private:
-    static MeasArea read(Memory::Cursor& in);
+    static ZARVO_NO_EXPORT MeasArea read(Memory::Cursor& in);
     void setMeanValue(std::shared_ptr<Variant> value) { m_meanValue = std::move(value); }
-    void requireMeanValue() const;
+    ZARVO_NO_EXPORT void requireMeanValue() const;
 
     unsigned short m_xPos = 0;
     unsigned short m_yPos = 0;

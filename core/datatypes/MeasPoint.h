@@ -15,7 +15,7 @@ namespace zarvo::exp {
 /// value of any registered type. Copies share the value's Variant. The byte form
 /// names the value's type by its registered name, so reading goes through the registry:
 ///   x (2), y (2), name length N (4), name (N), the value's own byte form.
-class MeasPoint {
+class ZARVO_EXPORT MeasPoint {
 public:
     /// Position 0/0, no value.
     MeasPoint() = default;
@@ -65,7 +65,7 @@ public:
     std::string toString() const;
 
 private:
-    static MeasPoint read(Memory::Cursor& in);
+    static ZARVO_NO_EXPORT MeasPoint read(Memory::Cursor& in);
 
     unsigned short m_xPos = 0;
     unsigned short m_yPos = 0;

@@ -60,6 +60,6 @@ private:
     std::function<T()> m_getter;
 };
 
-extern template class ParameterDescriptorScalar<cv::Mat>;
+extern template class ZARVO_EXPORT ParameterDescriptorScalar<cv::Mat>;
 
 }  // namespace zarvo::exp

@@ -10,7 +10,7 @@ namespace zarvo {
 /// What a probe reports: a value with its precision and a status. Byte form, 6
 /// bytes with no gap: the float (4 bytes, in the order Endian says), the precision
 /// byte, the status byte. The fields are reached through the accessors below.
-class ProbeValue {
+class ZARVO_EXPORT ProbeValue {
 public:
     /// value, precision, status.
     ProbeValue(float value = 0, signed char precision = 0, unsigned char status = 0)

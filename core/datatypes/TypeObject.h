@@ -15,7 +15,7 @@ namespace zarvo::exp {
 /// The registry entry of one value type: its text name, its std::type_info, and
 /// how to make a Variant of it from bytes or from text. The entries fill
 /// themselves during static initialisation through ZARVO_REGISTER_METATYPE.
-class TypeObject {
+class ZARVO_EXPORT TypeObject {
 public:
     /// Keeps the pointer, not a copy: the name must outlive the entry (a string literal).
     explicit TypeObject(const char* typeString) : m_typeString(typeString) {}
@@ -82,7 +82,7 @@ public:
 /// The entry "void": no value exists, so every reader gives an empty pointer, reads
 /// nothing and leaves size alone.
 template <>
-class TypeObject_<void> : public TypeObject {
+class ZARVO_EXPORT TypeObject_<void> : public TypeObject {
 public:
     /// An entry named typeString (kept by pointer).
     explicit TypeObject_(const char* typeString) : TypeObject(typeString) {}
@@ -94,14 +94,14 @@ public:
 
 /// The registered text name of a type; a const char* counts as "string". Throws
 /// what TypeObject::find throws.
-const char* getStringFromType(const std::type_info& type);
+ZARVO_EXPORT const char* getStringFromType(const std::type_info& type);
 /// The type registered under a name. Throws what TypeObject::find throws.
-const std::type_info& getTypeFromString(const std::string& typeString);
+ZARVO_EXPORT const std::type_info& getTypeFromString(const std::string& typeString);
 
 /// Keeps the registry's maps alive for as long as any translation unit that
 /// includes this header is: the first one to start creates them, the last one
 /// to go deletes them and every entry.
-class TypeObjectInitializer {
+class ZARVO_EXPORT TypeObjectInitializer {
 public:
     TypeObjectInitializer();
     ~TypeObjectInitializer();
@@ -109,7 +109,8 @@ public:
     TypeObjectInitializer& operator=(const TypeObjectInitializer&) = delete;
 
 private:
-    static int s_count;
+    // Touched only by the out-of-line constructor and destructor.
+    static ZARVO_NO_EXPORT int s_count;
 };
 
 // One per translation unit, ahead of that unit's registrations.

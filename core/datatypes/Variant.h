@@ -25,7 +25,7 @@ namespace zarvo::exp {
 /// A value of a type known only at run time: asked about its type, read, compared,
 /// turned into text and bytes. Always held by std::shared_ptr<Variant>; shared,
 /// never cloned. Variant_<T> holds the value.
-class Variant {
+class ZARVO_EXPORT Variant {
 public:
     Variant() = default;
     Variant(const Variant&) = default;
@@ -334,8 +334,8 @@ T Variant::value() {
     ZARVO_SEQUENCES_OF(X, cv::Mat)                                                                       \
     X(const float) X(const MarkedFloat) X(cv::Size_<int>) X(cv::Point_<int>) X(cv::Rect_<int>)
 
-// Compiled once, in the library.
-#define ZARVO_EXTERN_VARIANT(T) extern template class Variant_<T>;
+// Compiled once, in the library, and exported from there.
+#define ZARVO_EXTERN_VARIANT(T) extern template class ZARVO_EXPORT Variant_<T>;
 ZARVO_BUILTIN_VALUE_TYPES(ZARVO_EXTERN_VARIANT)
 #undef ZARVO_EXTERN_VARIANT
 

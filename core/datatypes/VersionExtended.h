@@ -11,7 +11,7 @@ namespace zarvo::exp {
 /// or 1.2.3 when the build number is 0. A class of its own: not convertible to or
 /// comparable with Version. Byte form: the four numbers as 4-byte unsigned fields,
 /// 16 bytes.
-class VersionExtended {
+class ZARVO_EXPORT VersionExtended {
 public:
     /// major.minor.patch.buildNumber.
     VersionExtended(unsigned int major = 0, unsigned int minor = 0, unsigned int patch = 0,

@@ -68,7 +68,7 @@ inline size_t writeCount(Endian endian, char* out, size_t count) {
 /// Copies count fields of width bytes (1, 2, 4 or 8) from in to out, reversing the
 /// bytes of each: the swap form of a block of numbers. Vectorised for the processor
 /// it runs on.
-void reverseFieldBytes(char* out, const char* in, size_t count, size_t width);
+ZARVO_EXPORT void reverseFieldBytes(char* out, const char* in, size_t count, size_t width);
 
 /// Iterates over packed host-order fields in a byte buffer, reading each one
 /// unaligned. Filling a vector through it is one pass over the bytes, with no
@@ -115,7 +115,7 @@ size_t writeFields(Endian endian, char* out, const T* values, size_t count) {
 /// The read position of every byte reader: where the value started, how far it has
 /// been read, and how many bytes there are. An unbounded cursor leaves that open and
 /// believes every count; a bounded one refuses to hand out bytes past its end.
-class Cursor {
+class ZARVO_EXPORT Cursor {
 public:
     /// A cursor over a complete value whose length the caller vouches for.
     Cursor(Endian endian, const char* data)
@@ -379,10 +379,11 @@ struct Binary<cv::Rect_<int>> : GeometryBinary<cv::Rect_<int>, &cv::Rect_<int>::
 /// The reader checks the header before it allocates: at most 32 dimensions, no
 /// negative size, depth 0 to 7, 1 to 512 channels, a byte size that fits.
 template <>
-struct Binary<cv::Mat> {
-    static constexpr bool available = true;
-    static constexpr bool swappable = false;
-    static constexpr size_t minSize = 16;
+struct ZARVO_EXPORT Binary<cv::Mat> {
+    static constexpr bool available = true;   ///< Matrices have one.
+    static constexpr bool swappable = false;  ///< Host order only.
+    static constexpr size_t minSize = 16;     ///< The header of a matrix without dimensions.
+    /// The refusal of swap.
     static constexpr const char* noSwapMessage = "Mat only serializable for no_swap endianes";
     static size_t size(const cv::Mat& value);
     static size_t write(Endian endian, char* out, const cv::Mat& value);
