@@ -32,5 +32,14 @@ demo: build
 bench: build
 	@for b in $(BUILD)/bench/zarvo_bench_*; do echo "== $$b"; $$b || exit 1; done
 
+# HTML API documentation of the public headers in $(BUILD)/docs/html, from docs/Doxyfile;
+# any Doxygen warning fails it.
+DOCS_PACKAGES := doxygen
+.PHONY: docs
+docs:
+	@$(MAKE) --no-print-directory deps PACKAGES="$(DOCS_PACKAGES)"
+	mkdir -p $(BUILD)/docs
+	(cat docs/Doxyfile; echo "OUTPUT_DIRECTORY = $(BUILD)/docs") | doxygen -
+
 clean:
 	rm -rf $(BUILD)

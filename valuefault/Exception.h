@@ -14,8 +14,11 @@ class ZARVO_EXPORT Exception : public std::exception {
 public:
     /// Holds both texts as given.
     Exception(const std::string& message, const std::string& where);
+    /// Copies both texts.
     Exception(const Exception&) = default;
+    /// Copies both texts.
     Exception& operator=(const Exception&) = default;
+    /// Releases both texts.
     ~Exception() override;
 
     /// What went wrong.

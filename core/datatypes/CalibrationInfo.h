@@ -32,8 +32,11 @@ public:
           m_expireDate(static_cast<std::uint32_t>(expireDate)),
           m_issueDate(static_cast<std::uint32_t>(issueDate)),
           m_adaptionDataChecksum(adaptionDataChecksum) {}
+    /// Copies all five fields.
     CalibrationInfo(const CalibrationInfo&) = default;
+    /// Copies all five fields.
     CalibrationInfo& operator=(const CalibrationInfo&) = default;
+    /// Destroys the record; virtual for records derived from it.
     virtual ~CalibrationInfo() = default;
 
     /// All five fields equal, the whole certificate text included.

@@ -34,11 +34,14 @@ namespace zarvo::exp {
 /// nor moved.
 class ZARVO_EXPORT CuratorStorage {
 public:
+    /// Reads the value held in the named file.
     using FileLoader = std::function<std::shared_ptr<Variant>(const std::string&)>;
 
     /// curatorCount empty slots; fileLoader stands behind setSourceFile().
     explicit CuratorStorage(unsigned int curatorCount = 0, FileLoader fileLoader = FileLoader());
+    /// Not copyable: the bound invalidator holds this storage's address.
     CuratorStorage(const CuratorStorage&) = delete;
+    /// Not assignable, for the same reason.
     CuratorStorage& operator=(const CuratorStorage&) = delete;
     /// Destroys the curators from slot 0 upward without invalidating any.
     ~CuratorStorage();

@@ -20,7 +20,9 @@ class DataGroupDescriptor;
 struct ZARVO_EXPORT ParameterRange {
     /// The option "Min".
     std::shared_ptr<Variant> min;
+    /// The option "Max".
     std::shared_ptr<Variant> max;
+    /// The option "Step".
     std::shared_ptr<Variant> step;
 };
 
@@ -33,7 +35,9 @@ class ZARVO_EXPORT DataDescriptor {
 public:
     /// Copies name, parent, type, flags and options (groups duplicated, values shared).
     DataDescriptor(const DataDescriptor& other);
+    /// Not assignable: the type is a reference.
     DataDescriptor& operator=(const DataDescriptor&) = delete;
+    /// Releases name and options; virtual for the groups.
     virtual ~DataDescriptor();
 
     /// The std::type_info of the described value type.
@@ -120,6 +124,7 @@ private:
 /// so that a tree of descriptors can describe a nested storage.
 class ZARVO_EXPORT DataGroupDescriptor : public DataDescriptor {
 public:
+    /// The members of a group, in their order.
     using Members = std::vector<std::shared_ptr<DataDescriptor>>;
 
     /// A group of members, in their order; each member's parent becomes this group.
@@ -130,7 +135,9 @@ public:
     /// Copies other's base part and takes its members, leaving other without any;
     /// the members' parent stays other.
     DataGroupDescriptor(DataGroupDescriptor&& other);
+    /// Not assignable, like every descriptor.
     DataGroupDescriptor& operator=(const DataGroupDescriptor&) = delete;
+    /// Releases this group's share of its members.
     ~DataGroupDescriptor() override;
 
     /// typeid(DataStorage<std::string>), whatever the group holds.
@@ -148,8 +155,9 @@ public:
     /// doubles; a former group keeps it in its list. Throws, and changes nothing,
     /// if member is empty.
     void addMember(std::shared_ptr<DataDescriptor> member);
-    /// Walks the members in their order.
+    /// The first member.
     Members::const_iterator begin() const { return m_members.begin(); }
+    /// Past the last member.
     Members::const_iterator end() const { return m_members.end(); }
     /// The members in their order.
     const Members& getMemberList() const { return m_members; }

@@ -27,12 +27,14 @@ public:
           m_boardType(boardType),
           m_boardIndex(boardIndex),
           m_productionDate(std::move(productionDate)) {}
+    /// Copies every field.
     DeviceInfo(const DeviceInfo&) = default;
     /// Takes other's fields; other keeps its numbers and is left with an empty date.
     DeviceInfo(DeviceInfo&& other) noexcept
         : DeviceInfo(other.m_deviceSerial, other.m_boardSerial, other.m_boardType, other.m_boardIndex) {
         m_productionDate.swap(other.m_productionDate);
     }
+    /// Copies every field.
     DeviceInfo& operator=(const DeviceInfo&) = default;
     /// Takes other's fields; other keeps its numbers and is left with an empty date.
     DeviceInfo& operator=(DeviceInfo&& other) noexcept;

@@ -29,6 +29,7 @@ public:
           m_boardIndex(boardIndex),
           m_placementIndex(placementIndex),
           m_productionDate(std::move(productionDate)) {}
+    /// Copies every field.
     DeviceInfo2(const DeviceInfo2&) = default;
     /// Takes other's fields; other keeps its numbers and is left with an empty date.
     DeviceInfo2(DeviceInfo2&& other) noexcept
@@ -36,6 +37,7 @@ public:
                       other.m_placementIndex) {
         m_productionDate.swap(other.m_productionDate);
     }
+    /// Copies every field.
     DeviceInfo2& operator=(const DeviceInfo2&) = default;
     /// Takes other's fields; other keeps its numbers and is left with an empty date.
     DeviceInfo2& operator=(DeviceInfo2&& other) noexcept;

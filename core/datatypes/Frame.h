@@ -30,6 +30,7 @@ public:
     /// which other must be assigned to before its metadata are used again. Never
     /// throws, so a growing std::vector<Frame> moves its frames instead of copying pixels.
     Frame(Frame&& other) noexcept;
+    /// Releases the pixels (sharers keep them) and the metadata.
     virtual ~Frame();
     /// Own copy of other's pixels (the old ones are released only once the copy
     /// stands); metadata copied. Assigning a frame to itself leaves it unchanged,

@@ -42,6 +42,7 @@ public:
         : m_type(other.m_type), m_hasIdent(other.m_hasIdent), m_number(other.m_number) {}
     /// Copies type, ident flag and text; the format constants stay.
     MaterialNumber& operator=(const MaterialNumber& other);
+    /// Destroys the record; virtual for records derived from it.
     virtual ~MaterialNumber() = default;
 
     /// Type, ident flag and text all equal.

@@ -35,12 +35,15 @@ public:
     MeasArea() = default;
     /// x, y, width, height; empty spots, null mean value.
     MeasArea(unsigned short x, unsigned short y, unsigned short width, unsigned short height);
+    /// Copies the numbers and the spots; the copy shares the Variant objects.
     MeasArea(const MeasArea&) = default;
+    /// Copies the numbers and the spots; the copy shares the Variant objects.
     MeasArea& operator=(const MeasArea&) = default;
     /// Takes over other's values; other keeps its numbers and has empty spots and no mean value.
     MeasArea(MeasArea&& other) noexcept = default;
     /// Takes over other's values; other keeps its numbers and has empty spots and no mean value.
     MeasArea& operator=(MeasArea&& other) noexcept = default;
+    /// Releases this area's share of its values.
     virtual ~MeasArea();
 
     /// Same numbers, equal spots (MeasPoint ==), and the same mean value object (or both null):

@@ -21,12 +21,15 @@ public:
     MeasPoint() = default;
     /// A point at x/y holding value (shared; null means the point is empty).
     MeasPoint(unsigned short x, unsigned short y, std::shared_ptr<Variant> value);
+    /// Copies the position; the copy shares the value's Variant.
     MeasPoint(const MeasPoint&) = default;
+    /// Copies the position; the copy shares the value's Variant.
     MeasPoint& operator=(const MeasPoint&) = default;
     /// Takes over other's value; other is left empty.
     MeasPoint(MeasPoint&& other) noexcept = default;
     /// Takes over other's value; other is left empty.
     MeasPoint& operator=(MeasPoint&& other) noexcept = default;
+    /// Releases this point's share of its value.
     virtual ~MeasPoint();
 
     /// Same position, and both values null or both equal by Variant::equal_imp.

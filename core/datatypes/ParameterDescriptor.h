@@ -15,6 +15,7 @@ class ZARVO_EXPORT ParameterDescriptor {
 public:
     /// Copies the texts.
     ParameterDescriptor(const ParameterDescriptor& other) = default;
+    /// Releases the texts; virtual for the concrete kinds.
     virtual ~ParameterDescriptor();
     /// Assigns the texts.
     ParameterDescriptor& operator=(const ParameterDescriptor& other) = default;

@@ -25,6 +25,7 @@ public:
     /// Assigns the texts and takes the functions; other keeps its texts and has no
     /// functions left. Assigning a descriptor to itself changes nothing.
     ParameterDescriptorBool& operator=(ParameterDescriptorBool&& other);
+    /// Releases texts and functions.
     ~ParameterDescriptorBool() override;
 
     /// False.

@@ -15,8 +15,11 @@ public:
     /// value, precision, status.
     ProbeValue(float value = 0, signed char precision = 0, unsigned char status = 0)
         : m_value(value), m_precision(precision), m_status(status) {}
+    /// Copies the three fields.
     ProbeValue(const ProbeValue&) = default;
+    /// Copies the three fields.
     ProbeValue& operator=(const ProbeValue&) = default;
+    /// Destroys the record; virtual for records derived from it.
     virtual ~ProbeValue() = default;
 
     /// The measured value.

@@ -19,8 +19,11 @@ class ZARVO_EXPORT TypeObject {
 public:
     /// Keeps the pointer, not a copy: the name must outlive the entry (a string literal).
     explicit TypeObject(const char* typeString) : m_typeString(typeString) {}
+    /// Copies the name pointer.
     TypeObject(const TypeObject&) = default;
+    /// Copies the name pointer.
     TypeObject& operator=(const TypeObject&) = default;
+    /// Virtual: the registry deletes its entries through TypeObject*.
     virtual ~TypeObject();
 
     /// typeid of the registered type.
@@ -69,13 +72,17 @@ class TypeObject_ : public TypeObject {
 public:
     /// An entry named typeString (kept by pointer).
     explicit TypeObject_(const char* typeString) : TypeObject(typeString) {}
+    /// typeid(T).
     const std::type_info& getTypeInfo() const override { return typeid(T); }
+    /// Variant_<T>::deserialize_imp of a complete byte form.
     std::shared_ptr<Variant> deserialize(Endian endian, const char* data, size_t& size) const override {
         return Variant_<T>::deserialize_imp(endian, data, size);
     }
+    /// Variant_<T>::fromString_imp.
     std::shared_ptr<Variant> fromString(const std::string& text) const override {
         return Variant_<T>::fromString_imp(text);
     }
+    /// Variant_<T>::deserialize_imp at the cursor.
     std::shared_ptr<Variant> deserialize(Memory::Cursor& in) const override { return Variant_<T>::deserialize_imp(in); }
 };
 
@@ -86,9 +93,13 @@ class ZARVO_EXPORT TypeObject_<void> : public TypeObject {
 public:
     /// An entry named typeString (kept by pointer).
     explicit TypeObject_(const char* typeString) : TypeObject(typeString) {}
+    /// typeid(void).
     const std::type_info& getTypeInfo() const override { return typeid(void); }
+    /// An empty pointer; size stays.
     std::shared_ptr<Variant> deserialize(Endian, const char*, size_t&) const override { return {}; }
+    /// An empty pointer.
     std::shared_ptr<Variant> fromString(const std::string&) const override { return {}; }
+    /// An empty pointer; the cursor stays.
     std::shared_ptr<Variant> deserialize(Memory::Cursor&) const override { return {}; }
 };
 
@@ -103,9 +114,13 @@ ZARVO_EXPORT const std::type_info& getTypeFromString(const std::string& typeStri
 /// to go deletes them and every entry.
 class ZARVO_EXPORT TypeObjectInitializer {
 public:
+    /// Adds one to the count; the first one creates the registry's two maps.
     TypeObjectInitializer();
+    /// Takes one from the count; the last one deletes the maps and every entry.
     ~TypeObjectInitializer();
+    /// Not copyable: each instance is one count.
     TypeObjectInitializer(const TypeObjectInitializer&) = delete;
+    /// Not assignable: each instance is one count.
     TypeObjectInitializer& operator=(const TypeObjectInitializer&) = delete;
 
 private:

@@ -15,8 +15,11 @@ public:
     /// major.minor.patch.
     Version(unsigned int major = 0, unsigned int minor = 0, unsigned int patch = 0)
         : m_major(major), m_minor(minor), m_patch(patch) {}
+    /// Copies the three numbers.
     Version(const Version&) = default;
+    /// Copies the three numbers.
     Version& operator=(const Version&) = default;
+    /// Destroys the record; virtual for records derived from it.
     virtual ~Version() = default;
 
     /// Major number.

@@ -17,8 +17,11 @@ public:
     VersionExtended(unsigned int major = 0, unsigned int minor = 0, unsigned int patch = 0,
                     unsigned int buildNumber = 0)
         : m_major(major), m_minor(minor), m_patch(patch), m_buildNumber(buildNumber) {}
+    /// Copies the four numbers.
     VersionExtended(const VersionExtended&) = default;
+    /// Copies the four numbers.
     VersionExtended& operator=(const VersionExtended&) = default;
+    /// Destroys the record; virtual for records derived from it.
     virtual ~VersionExtended() = default;
 
     /// Major number.
