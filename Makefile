@@ -39,5 +39,14 @@ bench: build
 package: build
 	cd $(BUILD) && cpack -G DEB
 
+# HTML API documentation of the public headers in $(BUILD)/docs/html, from docs/Doxyfile;
+# any Doxygen warning fails it.
+DOCS_PACKAGES := doxygen
+.PHONY: docs
+docs:
+	@$(MAKE) --no-print-directory deps PACKAGES="$(DOCS_PACKAGES)"
+	mkdir -p $(BUILD)/docs
+	(cat docs/Doxyfile; echo "OUTPUT_DIRECTORY = $(BUILD)/docs") | doxygen -
+
 clean:
 	rm -rf $(BUILD)

@@ -4,16 +4,21 @@
 #include <sstream>
 #include <string>
 
+#include "valuefault/Export.h"
+
 namespace zarvo {
 
 /// The error every part of the library throws: a message saying what went wrong
 /// and a where text saying at which place of the source ("path: line: function(..)").
-class Exception : public std::exception {
+class ZARVO_EXPORT Exception : public std::exception {
 public:
     /// Holds both texts as given.
     Exception(const std::string& message, const std::string& where);
+    /// Copies both texts.
     Exception(const Exception&) = default;
+    /// Copies both texts.
     Exception& operator=(const Exception&) = default;
+    /// Releases both texts.
     ~Exception() override;
 
     /// What went wrong.

@@ -16,6 +16,8 @@
 
 #include <opencv2/core.hpp>
 
+#include "valuefault/Export.h"
+
 namespace zarvo::exp::intern {
 
 /// The text form of one value. General definition: core/memory/MemoryAcsii.h.
@@ -31,29 +33,29 @@ T fromStringTimpl(const std::string& text);
 
 /// Shortest text that reads back to the same float.
 template <>
-std::string toStringTimpl<float>(const float& value);
+ZARVO_EXPORT std::string toStringTimpl<float>(const float& value);
 /// Shortest text that reads back to the same double.
 template <>
-std::string toStringTimpl<double>(const double& value);
+ZARVO_EXPORT std::string toStringTimpl<double>(const double& value);
 /// The number, in decimal (a small integer, not a character).
 template <>
-std::string toStringTimpl<signed char>(const signed char& value);
+ZARVO_EXPORT std::string toStringTimpl<signed char>(const signed char& value);
 /// The number, in decimal (a small integer, not a character).
 template <>
-std::string toStringTimpl<unsigned char>(const unsigned char& value);
+ZARVO_EXPORT std::string toStringTimpl<unsigned char>(const unsigned char& value);
 
 /// A number by the stream rule, kept to its low 8 bits.
 template <>
-signed char fromStringTimpl<signed char>(const std::string& text);
+ZARVO_EXPORT signed char fromStringTimpl<signed char>(const std::string& text);
 /// A number by the stream rule, kept to its low 8 bits.
 template <>
-unsigned char fromStringTimpl<unsigned char>(const std::string& text);
+ZARVO_EXPORT unsigned char fromStringTimpl<unsigned char>(const std::string& text);
 /// The text itself.
 template <>
-std::string fromStringTimpl<std::string>(const std::string& text);
+ZARVO_EXPORT std::string fromStringTimpl<std::string>(const std::string& text);
 /// "x:y", each an int by the stream rule; a missing ":" leaves y at 0.
 template <>
-cv::Point fromStringTimpl<cv::Point>(const std::string& text);
+ZARVO_EXPORT cv::Point fromStringTimpl<cv::Point>(const std::string& text);
 
 /// The stream rule for one scalar: a default stream over the whole text, switched
 /// to hexadecimal when an "x" or "X" stands anywhere in it, one extraction, no

@@ -20,7 +20,7 @@ namespace zarvo {
 ///
 /// The dates are 32-bit numbers handed over as int64: a setter keeps the low 32
 /// bits, a getter gives them back zero-extended (-1 comes back as 4294967295).
-class CalibrationInfo {
+class ZARVO_EXPORT CalibrationInfo {
 public:
     /// All numbers 0, empty certificate number.
     CalibrationInfo() : CalibrationInfo(0, "", 0, 0, 0) {}
@@ -32,8 +32,11 @@ public:
           m_expireDate(static_cast<std::uint32_t>(expireDate)),
           m_issueDate(static_cast<std::uint32_t>(issueDate)),
           m_adaptionDataChecksum(adaptionDataChecksum) {}
+    /// Copies all five fields.
     CalibrationInfo(const CalibrationInfo&) = default;
+    /// Copies all five fields.
     CalibrationInfo& operator=(const CalibrationInfo&) = default;
+    /// Destroys the record; virtual for records derived from it.
     virtual ~CalibrationInfo() = default;
 
     /// All five fields equal, the whole certificate text included.
@@ -89,10 +92,10 @@ public:
 private:
     static CalibrationInfo read(exp::Memory::Cursor& in);
     /// True when all size bytes at data are 0x00, or all are 0xFF.
-    static bool isUninitialized(const char* data, std::uint64_t size);
+    static ZARVO_NO_EXPORT bool isUninitialized(const char* data, std::uint64_t size);
     /// The next field of type T, or 0 when its bytes are uninitialized.
     template <class T>
-    static T readUnlessUnset(exp::Memory::Cursor& in);
+    static ZARVO_NO_EXPORT T readUnlessUnset(exp::Memory::Cursor& in);
 
     static constexpr std::uint64_t m_nCertificateNumberSize = 17;
     static constexpr std::uint64_t m_nCalibrationInfoSize = 32;

@@ -22,11 +22,15 @@ namespace zarvo::exp {
 ///
 /// getConverted() on a curator that ends up without a value, and set() through a
 /// converter that gives an empty pointer, throw and leave the curator as it was.
-class Curator {
+class ZARVO_EXPORT Curator {
 public:
+    /// Makes the value on demand.
     using Generator = std::function<std::shared_ptr<Variant>()>;
+    /// Admits (true) or refuses a value given to set().
     using Validator = std::function<bool(const std::shared_ptr<Variant>&)>;
+    /// The value in the requested type, or an empty pointer if it has none.
     using Converter = std::function<std::shared_ptr<Variant>(const std::shared_ptr<Variant>&, const std::type_info&)>;
+    /// Invalidates the curators of the given ids.
     using DependsInvalidator = std::function<void(const std::vector<unsigned int>&)>;
 
     /// No value, no functions, no dependents.
@@ -84,7 +88,7 @@ private:
     // of the cache; an overload of get so that its failures name get.
     const std::shared_ptr<Variant>& get(const Generator& generator);
     // Last stage of set(): type check, validator, onNewValue, cache.
-    void setImpl(const std::shared_ptr<Variant>& value);
+    ZARVO_NO_EXPORT void setImpl(const std::shared_ptr<Variant>& value);
 
     std::shared_ptr<Variant> m_pData;
     Generator m_generator;
@@ -106,9 +110,11 @@ public:
     Curator_(DependsInvalidator dependsInvalidator, std::vector<unsigned int> depends)
         : Curator(std::move(dependsInvalidator), std::move(depends)) {}
 
+    /// typeid(T).
     const std::type_info& getTypeInfo() const override { return typeid(T); }
 
 protected:
+    /// Invalidates the dependents.
     void onNewValue(const std::shared_ptr<Variant>&) override { invalidateDepends(); }
 };
 

@@ -32,13 +32,16 @@ namespace zarvo::exp {
 ///
 /// The bound invalidator holds the storage's address, so a storage is neither copied
 /// nor moved.
-class CuratorStorage {
+class ZARVO_EXPORT CuratorStorage {
 public:
+    /// Reads the value held in the named file.
     using FileLoader = std::function<std::shared_ptr<Variant>(const std::string&)>;
 
     /// curatorCount empty slots; fileLoader stands behind setSourceFile().
     explicit CuratorStorage(unsigned int curatorCount = 0, FileLoader fileLoader = FileLoader());
+    /// Not copyable: the bound invalidator holds this storage's address.
     CuratorStorage(const CuratorStorage&) = delete;
+    /// Not assignable, for the same reason.
     CuratorStorage& operator=(const CuratorStorage&) = delete;
     /// Destroys the curators from slot 0 upward without invalidating any.
     ~CuratorStorage();
@@ -82,16 +85,16 @@ public:
     void setMatValidator(unsigned int id, int rows, int cols, int type);
 
 private:
-    void initMember();
+    ZARVO_NO_EXPORT void initMember();
     // The walk behind every curator's invalidator: invalidates ids in order, each
     // with its own dependents before the next.
-    void invalidateDepends(const std::vector<unsigned int>& ids);
+    ZARVO_NO_EXPORT void invalidateDepends(const std::vector<unsigned int>& ids);
     // value itself if it already has type; float <-> MarkedFloat in const holders;
     // otherwise an empty pointer.
-    static std::shared_ptr<Variant> convertMarkedFloat(const std::shared_ptr<Variant>& value,
+    static ZARVO_NO_EXPORT std::shared_ptr<Variant> convertMarkedFloat(const std::shared_ptr<Variant>& value,
                                                        const std::type_info& type);
     // value is a cv::Mat (or cv::Mat_) of exactly rows x cols and type code type.
-    static bool validateMat(const std::shared_ptr<Variant>& value, int type, int rows, int cols);
+    static ZARVO_NO_EXPORT bool validateMat(const std::shared_ptr<Variant>& value, int type, int rows, int cols);
 
     Curator::DependsInvalidator m_invalidateDepends;
     std::vector<std::unique_ptr<Curator>> m_curators;

@@ -17,9 +17,12 @@ class DataGroupDescriptor;
 /// "Step"); a field is empty where the option is missing. The values are not
 /// interpreted: their type is whatever was stored. The fields are public, since
 /// nothing but the caller of getParameterRange reads them.
-struct ParameterRange {
+struct ZARVO_EXPORT ParameterRange {
+    /// The option "Min".
     std::shared_ptr<Variant> min;
+    /// The option "Max".
     std::shared_ptr<Variant> max;
+    /// The option "Step".
     std::shared_ptr<Variant> step;
 };
 
@@ -28,11 +31,13 @@ struct ParameterRange {
 /// by makeGroup. A group owns its members by shared_ptr; a member points back to
 /// its group with a plain pointer, valid as long as the group lives.
 /// Descriptors can be copied but not assigned (the type is a reference).
-class DataDescriptor {
+class ZARVO_EXPORT DataDescriptor {
 public:
     /// Copies name, parent, type, flags and options (groups duplicated, values shared).
     DataDescriptor(const DataDescriptor& other);
+    /// Not assignable: the type is a reference.
     DataDescriptor& operator=(const DataDescriptor&) = delete;
+    /// Releases name and options; virtual for the groups.
     virtual ~DataDescriptor();
 
     /// The std::type_info of the described value type.
@@ -103,7 +108,7 @@ protected:
 private:
     // Lets "ReadAccess" and "WriteAccess" overrule the flags; an absent option
     // leaves its flag alone.
-    void setCompatibilityAccessRights();
+    ZARVO_NO_EXPORT void setCompatibilityAccessRights();
 
     std::string m_name;
     const DataDescriptor* m_parent;
@@ -117,8 +122,9 @@ private:
 
 /// A named group of descriptors, reporting DataStorage<std::string> as its type
 /// so that a tree of descriptors can describe a nested storage.
-class DataGroupDescriptor : public DataDescriptor {
+class ZARVO_EXPORT DataGroupDescriptor : public DataDescriptor {
 public:
+    /// The members of a group, in their order.
     using Members = std::vector<std::shared_ptr<DataDescriptor>>;
 
     /// A group of members, in their order; each member's parent becomes this group.
@@ -129,7 +135,9 @@ public:
     /// Copies other's base part and takes its members, leaving other without any;
     /// the members' parent stays other.
     DataGroupDescriptor(DataGroupDescriptor&& other);
+    /// Not assignable, like every descriptor.
     DataGroupDescriptor& operator=(const DataGroupDescriptor&) = delete;
+    /// Releases this group's share of its members.
     ~DataGroupDescriptor() override;
 
     /// typeid(DataStorage<std::string>), whatever the group holds.
@@ -147,8 +155,9 @@ public:
     /// doubles; a former group keeps it in its list. Throws, and changes nothing,
     /// if member is empty.
     void addMember(std::shared_ptr<DataDescriptor> member);
-    /// Walks the members in their order.
+    /// The first member.
     Members::const_iterator begin() const { return m_members.begin(); }
+    /// Past the last member.
     Members::const_iterator end() const { return m_members.end(); }
     /// The members in their order.
     const Members& getMemberList() const { return m_members; }

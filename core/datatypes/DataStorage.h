@@ -12,10 +12,13 @@
 namespace zarvo::exp {
 
 /// The key-type independent face of a storage.
-class DataStorageBase {
+class ZARVO_EXPORT DataStorageBase {
 public:
+    /// Copies nothing: the base has no state of its own.
     DataStorageBase(const DataStorageBase&) = default;
+    /// Copies nothing: the base has no state of its own.
     DataStorageBase& operator=(const DataStorageBase&) = default;
+    /// Virtual: a clone() is deleted through this base.
     virtual ~DataStorageBase();
 
     /// Removes all entries of this level, with the groups among them.
@@ -26,6 +29,7 @@ public:
     virtual DataStorageBase* clone() const = 0;
 
 protected:
+    /// For the concrete storages only.
     DataStorageBase() = default;
 };
 
@@ -38,10 +42,13 @@ class DataStorage;
 /// Values are shared: get() hands out the stored object itself. Copies duplicate
 /// the groups and share the leaf values.
 template <>
-class DataStorage<std::string> : public DataStorageBase {
+class ZARVO_EXPORT DataStorage<std::string> : public DataStorageBase {
 public:
+    /// The entries of one level, by key.
     using Map = std::map<std::string, std::shared_ptr<Variant>>;
+    /// Walks the entries of one level.
     using iterator = Map::iterator;
+    /// Walks the entries of one level, read only.
     using const_iterator = Map::const_iterator;
 
     /// An empty storage.
@@ -51,6 +58,7 @@ public:
     /// Takes over other's entries; other is left without any and may only be
     /// assigned to or destroyed.
     DataStorage(DataStorage&& other) noexcept;
+    /// Releases the entries; a shared value lives on with its other owners.
     ~DataStorage() override;
     /// Replaces the entries by a copy of other's (see the copy constructor). An
     /// rvalue binds here too and is not emptied. Assigning a storage to itself
@@ -70,8 +78,11 @@ public:
     /// stays. True whenever it returns, a missing key included. Throws, and changes
     /// nothing, if the path runs on behind an entry that is no group.
     bool erase(const std::string& key);
+    /// Removes all entries of this level, with the groups among them.
     void clear() override;
+    /// Number of entries of this level; a group counts as one.
     size_t size() const override;
+    /// A new DataStorage<std::string> copied by the copy constructor; the caller owns it.
     DataStorageBase* clone() const override;
 
     /// Every entry of other is at this level (keys taken whole, not as paths) with
@@ -81,10 +92,13 @@ public:
     /// The same test against a plain map.
     virtual bool contains(const Map& other) const;
 
-    /// Walks this level in key order.
+    /// The first entry of this level in key order.
     iterator begin() { return m_pItems->begin(); }
+    /// Past the last entry of this level.
     iterator end() { return m_pItems->end(); }
+    /// The first entry of this level in key order.
     const_iterator begin() const { return m_pItems->begin(); }
+    /// Past the last entry of this level.
     const_iterator end() const { return m_pItems->end(); }
 
     /// Same keys with equal values at every level, whatever the order of insertion.
@@ -111,13 +125,13 @@ public:
 
 private:
     // The nested storage held by value, or nullptr if value is no group.
-    static DataStorage* groupOf(Variant& value);
+    static ZARVO_NO_EXPORT DataStorage* groupOf(Variant& value);
     // Reads the entries at the cursor: the one reader behind both deserialize forms.
-    static DataStorage read(Memory::Cursor& in);
+    static ZARVO_NO_EXPORT DataStorage read(Memory::Cursor& in);
 
     std::unique_ptr<Map> m_pItems;
 };
 
-extern template class Variant_<DataStorage<std::string>>;
+extern template class ZARVO_EXPORT Variant_<DataStorage<std::string>>;
 
 }  // namespace zarvo::exp

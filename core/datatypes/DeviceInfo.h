@@ -17,7 +17,7 @@ namespace zarvo {
 /// device serial (8), board serial (8), board type (4), board index (2), date
 /// length N (4), the N date bytes: 26 + N bytes. The bytes do not tell the two
 /// generations apart.
-class DeviceInfo {
+class ZARVO_EXPORT DeviceInfo {
 public:
     /// Device serial, board serial, board type, board index, production date.
     DeviceInfo(std::uint64_t deviceSerial = 0, std::uint64_t boardSerial = 0, unsigned int boardType = 0,
@@ -27,12 +27,14 @@ public:
           m_boardType(boardType),
           m_boardIndex(boardIndex),
           m_productionDate(std::move(productionDate)) {}
+    /// Copies every field.
     DeviceInfo(const DeviceInfo&) = default;
     /// Takes other's fields; other keeps its numbers and is left with an empty date.
     DeviceInfo(DeviceInfo&& other) noexcept
         : DeviceInfo(other.m_deviceSerial, other.m_boardSerial, other.m_boardType, other.m_boardIndex) {
         m_productionDate.swap(other.m_productionDate);
     }
+    /// Copies every field.
     DeviceInfo& operator=(const DeviceInfo&) = default;
     /// Takes other's fields; other keeps its numbers and is left with an empty date.
     DeviceInfo& operator=(DeviceInfo&& other) noexcept;

@@ -18,7 +18,7 @@ namespace zarvo {
 /// device serial (8), board serial (8), device type (4), board index (1),
 /// placement index (1), date length N (4), the N date bytes: 26 + N bytes, the
 /// same size and places as DeviceInfo's.
-class DeviceInfo2 {
+class ZARVO_EXPORT DeviceInfo2 {
 public:
     /// Device serial, board serial, device type, board index, placement index, production date.
     DeviceInfo2(std::uint64_t deviceSerial = 0, std::uint64_t boardSerial = 0, unsigned int deviceType = 0,
@@ -29,6 +29,7 @@ public:
           m_boardIndex(boardIndex),
           m_placementIndex(placementIndex),
           m_productionDate(std::move(productionDate)) {}
+    /// Copies every field.
     DeviceInfo2(const DeviceInfo2&) = default;
     /// Takes other's fields; other keeps its numbers and is left with an empty date.
     DeviceInfo2(DeviceInfo2&& other) noexcept
@@ -36,6 +37,7 @@ public:
                       other.m_placementIndex) {
         m_productionDate.swap(other.m_productionDate);
     }
+    /// Copies every field.
     DeviceInfo2& operator=(const DeviceInfo2&) = default;
     /// Takes other's fields; other keeps its numbers and is left with an empty date.
     DeviceInfo2& operator=(DeviceInfo2&& other) noexcept;

@@ -16,7 +16,7 @@ namespace zarvo::exp {
 /// Metadata follow the copy rule of DataStorage: groups duplicated, leaf values
 /// shared. Only getSharedDataCopy(), the cv::Mat constructors and the moves hand a
 /// frame on without a pixel copy.
-class Frame {
+class ZARVO_EXPORT Frame {
 public:
     /// No pixels, no metadata.
     Frame();
@@ -30,6 +30,7 @@ public:
     /// which other must be assigned to before its metadata are used again. Never
     /// throws, so a growing std::vector<Frame> moves its frames instead of copying pixels.
     Frame(Frame&& other) noexcept;
+    /// Releases the pixels (sharers keep them) and the metadata.
     virtual ~Frame();
     /// Own copy of other's pixels (the old ones are released only once the copy
     /// stands); metadata copied. Assigning a frame to itself leaves it unchanged,

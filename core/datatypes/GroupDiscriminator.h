@@ -2,12 +2,14 @@
 
 #include <string>
 
+#include "valuefault/Export.h"
+
 namespace zarvo::exp {
 
 /// A path-like name split at its first separator: "a.b.c" gives the group "a" and
 /// the rest "b.c". Storages walk their dotted keys one item per level.
 template <class Name>
-class GroupItem {
+class ZARVO_EXPORT GroupItem {
 public:
     /// The text before the first separator, or the whole name if there is none.
     Name id;
@@ -27,10 +29,10 @@ template <class Name>
 GroupItem<Name> discriminate(const Name& name);
 
 template <>
-GroupItem<std::string> discriminate<std::string>(const std::string& name);
+ZARVO_EXPORT GroupItem<std::string> discriminate<std::string>(const std::string& name);
 
 /// Splits name at the first occurrence of pattern, which must be exactly one
 /// character (any byte); throws a zarvo::Exception otherwise, whatever name holds.
-GroupItem<std::string> discriminate(const std::string& name, const std::string& pattern);
+ZARVO_EXPORT GroupItem<std::string> discriminate(const std::string& name, const std::string& pattern);
 
 }  // namespace zarvo::exp

@@ -15,8 +15,8 @@
 namespace zarvo::exp {
 class MarkedFloat;
 }
-std::istream& operator>>(std::istream& stream, zarvo::exp::MarkedFloat& value);
-std::ostream& operator<<(std::ostream& stream, const zarvo::exp::MarkedFloat& value);
+ZARVO_EXPORT std::istream& operator>>(std::istream& stream, zarvo::exp::MarkedFloat& value);
+ZARVO_EXPORT std::ostream& operator<<(std::ostream& stream, const zarvo::exp::MarkedFloat& value);
 
 namespace zarvo::exp {
 
@@ -34,8 +34,8 @@ namespace zarvo::exp {
 /// too low gives a result that is too high. Comparisons ignore the marks.
 ///
 /// The stream operators live at global scope: code inside a namespace that declares
-/// an operator>> or operator<< of its own reaches them with `using ::operator>>;`.
-class MarkedFloat {
+/// an operator>> or operator<< of its own reaches them with <code>using \::operator>>;</code>.
+class ZARVO_EXPORT MarkedFloat {
 public:
     /// The mark the two-argument constructor writes. The underlying type is fixed so
     /// that any number cast to it is a legal argument: numbers that name no member
@@ -89,13 +89,13 @@ public:
     /// The codes of the legacy form, whole-word bit patterns (tiny denormals) that
     /// stood in place of a number for each state; 0x83 and all ones are never written.
     struct LegacyCode {
-        static constexpr std::uint32_t Overrange = 0x81u;
-        static constexpr std::uint32_t Underrange = 0x82u;
-        static constexpr std::uint32_t Unused = 0x83u;
-        static constexpr std::uint32_t Invalid = 0x84u;
-        static constexpr std::uint32_t Empty = 0x85u;
-        static constexpr std::uint32_t OtherMark = 0x8Au;
-        static constexpr std::uint32_t AllOnes = 0xFFFFFFFFu;
+        static constexpr std::uint32_t Overrange = 0x81u;    ///< Overrange.
+        static constexpr std::uint32_t Underrange = 0x82u;   ///< Underrange.
+        static constexpr std::uint32_t Unused = 0x83u;       ///< Never written; read as empty.
+        static constexpr std::uint32_t Invalid = 0x84u;      ///< Invalid.
+        static constexpr std::uint32_t Empty = 0x85u;        ///< Empty.
+        static constexpr std::uint32_t OtherMark = 0x8Au;    ///< Other mark.
+        static constexpr std::uint32_t AllOnes = 0xFFFFFFFFu;  ///< Never written; read as empty.
     };
     /// The value in the legacy form: a valid float as it is, a mark as its LegacyCode.
     float toLegacy() const;
@@ -236,7 +236,7 @@ private:
     float unmarked() const { return floatOf(m_word & ~kMarkBits); }
     /// The text label of the mark; everyMark adds other mark and invalid, which only
     /// toString shows.
-    const char* label(bool everyMark) const;
+    ZARVO_NO_EXPORT const char* label(bool everyMark) const;
 
     std::uint32_t m_word;
 };
@@ -264,10 +264,10 @@ inline MarkedFloat::MarkedFloat(float value, MarkedFloatValidity validity) : m_w
 /// blank follows it (so "nan" and "inf" don't read back), "Unable to decode marker"
 /// when the word behind the blank starts with no label; the target then holds the bits
 /// of the number read (0 for none), with no mark written.
-std::istream& operator>>(std::istream& stream, zarvo::exp::MarkedFloat& value);
+ZARVO_EXPORT std::istream& operator>>(std::istream& stream, zarvo::exp::MarkedFloat& value);
 /// Writes the raw float with the stream's own settings, then " (Empty)",
 /// " (Underrange)" or " (Overrange)"; other mark and invalid get no label here.
-std::ostream& operator<<(std::ostream& stream, const zarvo::exp::MarkedFloat& value);
+ZARVO_EXPORT std::ostream& operator<<(std::ostream& stream, const zarvo::exp::MarkedFloat& value);
 
 // The functions of <cmath> a measured value is put through; each keeps the value's mark.
 namespace std {

@@ -22,7 +22,7 @@ namespace zarvo {
 /// Byte form: the text length N (4 bytes, in the order Endian says), the N text
 /// bytes, the type byte: N + 5 bytes. Reading builds the object with the text
 /// constructor, so stored bytes are validated like any text input.
-class MaterialNumber {
+class ZARVO_EXPORT MaterialNumber {
 public:
     /// The kind of number; stored in one byte. A value that names no member is kept
     /// as it is and behaves as none (empty text, integer 0).
@@ -42,6 +42,7 @@ public:
         : m_type(other.m_type), m_hasIdent(other.m_hasIdent), m_number(other.m_number) {}
     /// Copies type, ident flag and text; the format constants stay.
     MaterialNumber& operator=(const MaterialNumber& other);
+    /// Destroys the record; virtual for records derived from it.
     virtual ~MaterialNumber() = default;
 
     /// Type, ident flag and text all equal.
@@ -84,13 +85,13 @@ private:
     static MaterialNumber read(exp::Memory::Cursor& in);
 
     /// Validates an integer input (taken as signed) and stores its canonical text.
-    void checkZarvoMaterialIntegerInput(std::int64_t number);
+    ZARVO_NO_EXPORT void checkZarvoMaterialIntegerInput(std::int64_t number);
     /// Validates the format of a text input and stores it.
-    void parseZarvoMaterialNumberStringInput(const std::string& text);
+    ZARVO_NO_EXPORT void parseZarvoMaterialNumberStringInput(const std::string& text);
     /// Throws unless every character of text is allowed for type; an empty text passes.
-    void checkValidCharacters(const std::string& text, const NumberType& type) const;
+    ZARVO_NO_EXPORT void checkValidCharacters(const std::string& text, const NumberType& type) const;
     /// How many blanks text holds.
-    size_t countBlankChar(const std::string& text) const;
+    ZARVO_NO_EXPORT size_t countBlankChar(const std::string& text) const;
 
     NumberType m_type;
     bool m_hasIdent;

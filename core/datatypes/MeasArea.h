@@ -29,18 +29,21 @@ namespace zarvo::exp {
 /// and toString throw "Can not serialize a MEAS AREA without mean value!" before
 /// anything is written. Spots are checked first: an area whose spot has no value
 /// fails with the point's messages, serialize after writing the four numbers.
-class MeasArea {
+class ZARVO_EXPORT MeasArea {
 public:
     /// Position and size 0, empty spots, null mean value.
     MeasArea() = default;
     /// x, y, width, height; empty spots, null mean value.
     MeasArea(unsigned short x, unsigned short y, unsigned short width, unsigned short height);
+    /// Copies the numbers and the spots; the copy shares the Variant objects.
     MeasArea(const MeasArea&) = default;
+    /// Copies the numbers and the spots; the copy shares the Variant objects.
     MeasArea& operator=(const MeasArea&) = default;
     /// Takes over other's values; other keeps its numbers and has empty spots and no mean value.
     MeasArea(MeasArea&& other) noexcept = default;
     /// Takes over other's values; other keeps its numbers and has empty spots and no mean value.
     MeasArea& operator=(MeasArea&& other) noexcept = default;
+    /// Releases this area's share of its values.
     virtual ~MeasArea();
 
     /// Same numbers, equal spots (MeasPoint ==), and the same mean value object (or both null):
@@ -92,9 +95,9 @@ public:
     std::string toString() const;
 
 private:
-    static MeasArea read(Memory::Cursor& in);
+    static ZARVO_NO_EXPORT MeasArea read(Memory::Cursor& in);
     void setMeanValue(std::shared_ptr<Variant> value) { m_meanValue = std::move(value); }
-    void requireMeanValue() const;
+    ZARVO_NO_EXPORT void requireMeanValue() const;
 
     unsigned short m_xPos = 0;
     unsigned short m_yPos = 0;

@@ -15,18 +15,21 @@ namespace zarvo::exp {
 /// value of any registered type. Copies share the value's Variant. The byte form
 /// names the value's type by its registered name, so reading goes through the registry:
 ///   x (2), y (2), name length N (4), name (N), the value's own byte form.
-class MeasPoint {
+class ZARVO_EXPORT MeasPoint {
 public:
     /// Position 0/0, no value.
     MeasPoint() = default;
     /// A point at x/y holding value (shared; null means the point is empty).
     MeasPoint(unsigned short x, unsigned short y, std::shared_ptr<Variant> value);
+    /// Copies the position; the copy shares the value's Variant.
     MeasPoint(const MeasPoint&) = default;
+    /// Copies the position; the copy shares the value's Variant.
     MeasPoint& operator=(const MeasPoint&) = default;
     /// Takes over other's value; other is left empty.
     MeasPoint(MeasPoint&& other) noexcept = default;
     /// Takes over other's value; other is left empty.
     MeasPoint& operator=(MeasPoint&& other) noexcept = default;
+    /// Releases this point's share of its value.
     virtual ~MeasPoint();
 
     /// Same position, and both values null or both equal by Variant::equal_imp.
@@ -65,7 +68,7 @@ public:
     std::string toString() const;
 
 private:
-    static MeasPoint read(Memory::Cursor& in);
+    static ZARVO_NO_EXPORT MeasPoint read(Memory::Cursor& in);
 
     unsigned short m_xPos = 0;
     unsigned short m_yPos = 0;

@@ -3,16 +3,19 @@
 #include <string>
 #include <typeinfo>
 
+#include "valuefault/Export.h"
+
 namespace zarvo::exp {
 
 /// Describes one parameter: its name, group and help text. The value itself lives
 /// elsewhere; the concrete kinds reach it through a setter and a getter supplied
 /// by whoever builds the descriptor. Exactly one of the four predicates is true on
 /// a concrete kind. Descriptors are ordered by name alone.
-class ParameterDescriptor {
+class ZARVO_EXPORT ParameterDescriptor {
 public:
     /// Copies the texts.
     ParameterDescriptor(const ParameterDescriptor& other) = default;
+    /// Releases the texts; virtual for the concrete kinds.
     virtual ~ParameterDescriptor();
     /// Assigns the texts.
     ParameterDescriptor& operator=(const ParameterDescriptor& other) = default;

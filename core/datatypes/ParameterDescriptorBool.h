@@ -11,7 +11,7 @@ namespace zarvo::exp {
 /// A bool parameter, read and written through the functions given at construction.
 /// Either function may be empty: the parameter is then write-only or read-only, and
 /// the missing side fails at the call.
-class ParameterDescriptorBool : public ParameterDescriptor {
+class ZARVO_EXPORT ParameterDescriptorBool : public ParameterDescriptor {
 public:
     /// Setter first, getter second; neither is tested here.
     ParameterDescriptorBool(const std::string& name, const std::string& helpText, const std::string& group,
@@ -25,6 +25,7 @@ public:
     /// Assigns the texts and takes the functions; other keeps its texts and has no
     /// functions left. Assigning a descriptor to itself changes nothing.
     ParameterDescriptorBool& operator=(ParameterDescriptorBool&& other);
+    /// Releases texts and functions.
     ~ParameterDescriptorBool() override;
 
     /// False.

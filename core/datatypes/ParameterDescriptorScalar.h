@@ -31,6 +31,7 @@ public:
     /// Assigns the texts and takes the functions; other keeps its texts and has no
     /// functions left. Assigning a descriptor to itself changes nothing.
     ParameterDescriptorScalar& operator=(ParameterDescriptorScalar&& other);
+    /// Releases texts and functions.
     ~ParameterDescriptorScalar() override;
 
     /// False.
@@ -60,6 +61,6 @@ private:
     std::function<T()> m_getter;
 };
 
-extern template class ParameterDescriptorScalar<cv::Mat>;
+extern template class ZARVO_EXPORT ParameterDescriptorScalar<cv::Mat>;
 
 }  // namespace zarvo::exp

@@ -10,13 +10,16 @@ namespace zarvo {
 /// What a probe reports: a value with its precision and a status. Byte form, 6
 /// bytes with no gap: the float (4 bytes, in the order Endian says), the precision
 /// byte, the status byte. The fields are reached through the accessors below.
-class ProbeValue {
+class ZARVO_EXPORT ProbeValue {
 public:
     /// value, precision, status.
     ProbeValue(float value = 0, signed char precision = 0, unsigned char status = 0)
         : m_value(value), m_precision(precision), m_status(status) {}
+    /// Copies the three fields.
     ProbeValue(const ProbeValue&) = default;
+    /// Copies the three fields.
     ProbeValue& operator=(const ProbeValue&) = default;
+    /// Destroys the record; virtual for records derived from it.
     virtual ~ProbeValue() = default;
 
     /// The measured value.

@@ -15,12 +15,15 @@ namespace zarvo::exp {
 /// The registry entry of one value type: its text name, its std::type_info, and
 /// how to make a Variant of it from bytes or from text. The entries fill
 /// themselves during static initialisation through ZARVO_REGISTER_METATYPE.
-class TypeObject {
+class ZARVO_EXPORT TypeObject {
 public:
     /// Keeps the pointer, not a copy: the name must outlive the entry (a string literal).
     explicit TypeObject(const char* typeString) : m_typeString(typeString) {}
+    /// Copies the name pointer.
     TypeObject(const TypeObject&) = default;
+    /// Copies the name pointer.
     TypeObject& operator=(const TypeObject&) = default;
+    /// Virtual: the registry deletes its entries through TypeObject*.
     virtual ~TypeObject();
 
     /// typeid of the registered type.
@@ -69,47 +72,60 @@ class TypeObject_ : public TypeObject {
 public:
     /// An entry named typeString (kept by pointer).
     explicit TypeObject_(const char* typeString) : TypeObject(typeString) {}
+    /// typeid(T).
     const std::type_info& getTypeInfo() const override { return typeid(T); }
+    /// Variant_<T>::deserialize_imp of a complete byte form.
     std::shared_ptr<Variant> deserialize(Endian endian, const char* data, size_t& size) const override {
         return Variant_<T>::deserialize_imp(endian, data, size);
     }
+    /// Variant_<T>::fromString_imp.
     std::shared_ptr<Variant> fromString(const std::string& text) const override {
         return Variant_<T>::fromString_imp(text);
     }
+    /// Variant_<T>::deserialize_imp at the cursor.
     std::shared_ptr<Variant> deserialize(Memory::Cursor& in) const override { return Variant_<T>::deserialize_imp(in); }
 };
 
 /// The entry "void": no value exists, so every reader gives an empty pointer, reads
 /// nothing and leaves size alone.
 template <>
-class TypeObject_<void> : public TypeObject {
+class ZARVO_EXPORT TypeObject_<void> : public TypeObject {
 public:
     /// An entry named typeString (kept by pointer).
     explicit TypeObject_(const char* typeString) : TypeObject(typeString) {}
+    /// typeid(void).
     const std::type_info& getTypeInfo() const override { return typeid(void); }
+    /// An empty pointer; size stays.
     std::shared_ptr<Variant> deserialize(Endian, const char*, size_t&) const override { return {}; }
+    /// An empty pointer.
     std::shared_ptr<Variant> fromString(const std::string&) const override { return {}; }
+    /// An empty pointer; the cursor stays.
     std::shared_ptr<Variant> deserialize(Memory::Cursor&) const override { return {}; }
 };
 
 /// The registered text name of a type; a const char* counts as "string". Throws
 /// what TypeObject::find throws.
-const char* getStringFromType(const std::type_info& type);
+ZARVO_EXPORT const char* getStringFromType(const std::type_info& type);
 /// The type registered under a name. Throws what TypeObject::find throws.
-const std::type_info& getTypeFromString(const std::string& typeString);
+ZARVO_EXPORT const std::type_info& getTypeFromString(const std::string& typeString);
 
 /// Keeps the registry's maps alive for as long as any translation unit that
 /// includes this header is: the first one to start creates them, the last one
 /// to go deletes them and every entry.
-class TypeObjectInitializer {
+class ZARVO_EXPORT TypeObjectInitializer {
 public:
+    /// Adds one to the count; the first one creates the registry's two maps.
     TypeObjectInitializer();
+    /// Takes one from the count; the last one deletes the maps and every entry.
     ~TypeObjectInitializer();
+    /// Not copyable: each instance is one count.
     TypeObjectInitializer(const TypeObjectInitializer&) = delete;
+    /// Not assignable: each instance is one count.
     TypeObjectInitializer& operator=(const TypeObjectInitializer&) = delete;
 
 private:
-    static int s_count;
+    // Touched only by the out-of-line constructor and destructor.
+    static ZARVO_NO_EXPORT int s_count;
 };
 
 // One per translation unit, ahead of that unit's registrations.

@@ -25,11 +25,15 @@ namespace zarvo::exp {
 /// A value of a type known only at run time: asked about its type, read, compared,
 /// turned into text and bytes. Always held by std::shared_ptr<Variant>; shared,
 /// never cloned. Variant_<T> holds the value.
-class Variant {
+class ZARVO_EXPORT Variant {
 public:
+    /// A base with no state of its own.
     Variant() = default;
+    /// Copies nothing: a Variant has no state of its own.
     Variant(const Variant&) = default;
+    /// Copies nothing: a Variant has no state of its own.
     Variant& operator=(const Variant&) = default;
+    /// Virtual: holders are destroyed through std::shared_ptr<Variant>.
     virtual ~Variant();
 
     /// T is a fundamental type.
@@ -152,9 +156,9 @@ struct Equality<std::vector<cv::Mat>> : std::false_type {};
 template <>
 struct Equality<std::list<cv::Mat>> : std::false_type {};
 
-// A float truncated toward zero into a 32- or 64-bit signed integer, as the
-// processor's truncating conversion does: a NaN or a value out of range gives
-// the lowest value of the target instead of undefined behaviour.
+/// A float truncated toward zero into a 32- or 64-bit signed integer, as the
+/// processor's truncating conversion does: a NaN or a value out of range gives
+/// the lowest value of the target instead of undefined behaviour.
 template <class Int, class F>
 Int truncated(F value) {
     constexpr F bound = static_cast<F>(std::numeric_limits<Int>::max()) + F(1);  // 2^31 or 2^63, exact
@@ -203,53 +207,84 @@ public:
     /// Holds value, moved in.
     explicit Variant_(Value&& value) : m_value(std::move(value)) {}
 
+    /// std::is_fundamental_v<T>.
     bool isFundamental() const override { return std::is_fundamental_v<T>; }
+    /// std::is_enum_v<T>.
     bool isEnum() const override { return std::is_enum_v<T>; }
+    /// std::is_class_v<T>.
     bool isClass() const override { return std::is_class_v<T>; }
+    /// std::is_arithmetic_v<T>.
     bool isArithmetic() const override { return std::is_arithmetic_v<T>; }
+    /// std::is_integral_v<T>.
     bool isIntegral() const override { return std::is_integral_v<T>; }
+    /// std::is_floating_point_v<T>.
     bool isFloatingPoint() const override { return std::is_floating_point_v<T>; }
+    /// T is a std::vector or std::list.
     bool isContainer() const override { return detail::IsSequence<Value>::value; }
+    /// T is copy-constructible.
     bool isCopyable() const override { return std::is_copy_constructible_v<Value>; }
+    /// T has an equality the variant uses (never a matrix).
     bool isComparable() const override { return detail::Equality<Value>::value; }
+    /// std::is_const_v<T>.
     bool isConst() const override { return std::is_const_v<T>; }
+    /// T's byte form exists in both byte orders.
     bool isSwappable() const override { return Memory::Binary<Value>::swappable; }
 
     using Variant::getTypeString;
+    /// The name typeid(T) is registered under; throws if there is none.
     std::string getTypeString() const override { return getTypeString(typeid(T)); }
+    /// typeid(T).
     const std::type_info& getTypeInfo() const override { return typeid(T); }
 
+    /// Memory::sizeofT of the value; throws for a type without byte form.
     size_t sizeofT_imp() const override {
         if constexpr (Memory::Binary<Value>::available) return Memory::sizeofT(m_value);
         else ZARVO_THROW("sizeT not available for this type: " << typeid(T).name());
     }
 
+    /// Mutable address of the held value; throws for a const T.
     void* address_imp() override {
         if constexpr (std::is_const_v<T>) ZARVO_THROW("Can't get void* address pointer from const data!");
         else return &m_value;
     }
+    /// Address of the held value.
     const void* address_imp() const override { return &m_value; }
+    /// Address of the held value, for reading.
     const void* constAddress_imp() const override { return &m_value; }
 
+    /// intern::toStringTimpl of the value.
     std::string toString() const override { return intern::toStringTimpl<Value>(m_value); }
 
+    /// value != 0; throws unless T is arithmetic.
     bool toBool() const override { return convert<bool>(); }
+    /// The value cast to signed char; throws unless T is arithmetic.
     signed char toInt8() const override { return convert<signed char>(); }
+    /// The value cast to unsigned char; throws unless T is arithmetic.
     unsigned char toUInt8() const override { return convert<unsigned char>(); }
+    /// The value cast to short; throws unless T is arithmetic.
     short toInt16() const override { return convert<short>(); }
+    /// The value cast to unsigned short; throws unless T is arithmetic.
     unsigned short toUInt16() const override { return convert<unsigned short>(); }
+    /// The value cast to int; throws unless T is arithmetic.
     int toInt32() const override { return convert<int>(); }
+    /// The value cast to unsigned int; throws unless T is arithmetic.
     unsigned int toUInt32() const override { return convert<unsigned int>(); }
+    /// The value cast to a 64-bit signed integer; throws unless T is arithmetic.
     std::int64_t toInt64() const override { return convert<std::int64_t>(); }
+    /// The value cast to a 64-bit unsigned integer; throws unless T is arithmetic.
     std::uint64_t toUInt64() const override { return convert<std::uint64_t>(); }
+    /// The value cast to float; throws unless T is arithmetic.
     float toFloat() const override { return convert<float>(); }
+    /// The value cast to double; throws unless T is arithmetic.
     double toDouble() const override { return convert<double>(); }
 
+    /// Memory::serializeT of the value; throws for a type without byte form.
     size_t serialize_imp(Endian endian, char* data) const override {
         if constexpr (Memory::Binary<Value>::available) return Memory::serializeT(endian, data, m_value);
         else ZARVO_THROW("type '" << typeid(T).name() << "' can not be serialized ");
     }
 
+    /// Integral values by value across types, others by == within T; throws if T has no equality.
     bool equal_imp(std::shared_ptr<Variant> other) const override {
         if constexpr (!detail::Equality<Value>::value) {
             ZARVO_THROW("no comparison operator available for type: " << typeid(T).name());
@@ -334,8 +369,8 @@ T Variant::value() {
     ZARVO_SEQUENCES_OF(X, cv::Mat)                                                                       \
     X(const float) X(const MarkedFloat) X(cv::Size_<int>) X(cv::Point_<int>) X(cv::Rect_<int>)
 
-// Compiled once, in the library.
-#define ZARVO_EXTERN_VARIANT(T) extern template class Variant_<T>;
+// Compiled once, in the library, and exported from there.
+#define ZARVO_EXTERN_VARIANT(T) extern template class ZARVO_EXPORT Variant_<T>;
 ZARVO_BUILTIN_VALUE_TYPES(ZARVO_EXTERN_VARIANT)
 #undef ZARVO_EXTERN_VARIANT
 

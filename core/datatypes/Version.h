@@ -10,13 +10,16 @@ namespace zarvo::exp {
 /// A three-number version (major, minor, patch), printed as 1.02.03. Compared
 /// field by field as unsigned numbers. Byte form: the three numbers as 4-byte
 /// unsigned fields, 12 bytes.
-class Version {
+class ZARVO_EXPORT Version {
 public:
     /// major.minor.patch.
     Version(unsigned int major = 0, unsigned int minor = 0, unsigned int patch = 0)
         : m_major(major), m_minor(minor), m_patch(patch) {}
+    /// Copies the three numbers.
     Version(const Version&) = default;
+    /// Copies the three numbers.
     Version& operator=(const Version&) = default;
+    /// Destroys the record; virtual for records derived from it.
     virtual ~Version() = default;
 
     /// Major number.

@@ -11,14 +11,17 @@ namespace zarvo::exp {
 /// or 1.2.3 when the build number is 0. A class of its own: not convertible to or
 /// comparable with Version. Byte form: the four numbers as 4-byte unsigned fields,
 /// 16 bytes.
-class VersionExtended {
+class ZARVO_EXPORT VersionExtended {
 public:
     /// major.minor.patch.buildNumber.
     VersionExtended(unsigned int major = 0, unsigned int minor = 0, unsigned int patch = 0,
                     unsigned int buildNumber = 0)
         : m_major(major), m_minor(minor), m_patch(patch), m_buildNumber(buildNumber) {}
+    /// Copies the four numbers.
     VersionExtended(const VersionExtended&) = default;
+    /// Copies the four numbers.
     VersionExtended& operator=(const VersionExtended&) = default;
+    /// Destroys the record; virtual for records derived from it.
     virtual ~VersionExtended() = default;
 
     /// Major number.

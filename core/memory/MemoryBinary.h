@@ -68,7 +68,7 @@ inline size_t writeCount(Endian endian, char* out, size_t count) {
 /// Copies count fields of width bytes (1, 2, 4 or 8) from in to out, reversing the
 /// bytes of each: the swap form of a block of numbers. Vectorised for the processor
 /// it runs on.
-void reverseFieldBytes(char* out, const char* in, size_t count, size_t width);
+ZARVO_EXPORT void reverseFieldBytes(char* out, const char* in, size_t count, size_t width);
 
 /// Iterates over packed host-order fields in a byte buffer, reading each one
 /// unaligned. Filling a vector through it is one pass over the bytes, with no
@@ -76,28 +76,34 @@ void reverseFieldBytes(char* out, const char* in, size_t count, size_t width);
 template <class T>
 class FieldIterator {
 public:
-    using iterator_category = std::forward_iterator_tag;
-    using value_type = T;
-    using difference_type = std::ptrdiff_t;
-    using pointer = const T*;
-    using reference = T;
+    using iterator_category = std::forward_iterator_tag;  ///< Forward only.
+    using value_type = T;                                ///< One field.
+    using difference_type = std::ptrdiff_t;              ///< A distance in fields.
+    using pointer = const T*;                            ///< Unused: fields are read by value.
+    using reference = T;                                 ///< A field, read by value.
 
+    /// Points at the field that starts at bytes.
     explicit FieldIterator(const char* bytes) : m_pBytes(bytes) {}
+    /// The field, copied out unaligned.
     T operator*() const {
         T value;
         std::memcpy(&value, m_pBytes, sizeof value);
         return value;
     }
+    /// Moves to the next field.
     FieldIterator& operator++() {
         m_pBytes += sizeof(T);
         return *this;
     }
+    /// Moves to the next field; returns the position before.
     FieldIterator operator++(int) {
         FieldIterator before = *this;
         m_pBytes += sizeof(T);
         return before;
     }
+    /// Same position.
     bool operator==(const FieldIterator& other) const { return m_pBytes == other.m_pBytes; }
+    /// Not the same position.
     bool operator!=(const FieldIterator& other) const { return m_pBytes != other.m_pBytes; }
 
 private:
@@ -115,7 +121,7 @@ size_t writeFields(Endian endian, char* out, const T* values, size_t count) {
 /// The read position of every byte reader: where the value started, how far it has
 /// been read, and how many bytes there are. An unbounded cursor leaves that open and
 /// believes every count; a bounded one refuses to hand out bytes past its end.
-class Cursor {
+class ZARVO_EXPORT Cursor {
 public:
     /// A cursor over a complete value whose length the caller vouches for.
     Cursor(Endian endian, const char* data)
@@ -209,42 +215,49 @@ void deserializeT(Cursor& in, T& value);
 /// The primary template is a type with no byte form.
 template <class T, class Enable = void>
 struct Binary {
-    static constexpr bool available = false;
-    static constexpr bool swappable = false;
+    static constexpr bool available = false;  ///< No byte form.
+    static constexpr bool swappable = false;  ///< No byte order either.
 };
 
 /// Scalars: the field rule.
 template <class T>
 struct Binary<T, std::enable_if_t<std::is_arithmetic_v<T>>> {
-    static constexpr bool available = true;
-    static constexpr bool swappable = true;
-    static constexpr size_t minSize = sizeof(T);
+    static constexpr bool available = true;        ///< Every scalar has one.
+    static constexpr bool swappable = true;        ///< In both byte orders.
+    static constexpr size_t minSize = sizeof(T);   ///< The field's width.
+    /// The field's width (a bool is one byte).
     static size_t size(const T&) { return sizeof(T); }
+    /// The field; a bool as one byte 0 or 1.
     static size_t write(Endian endian, char* out, const T& value) {
         if constexpr (std::is_same_v<T, bool>) return writeField<unsigned char>(endian, out, value ? 1 : 0);
         else return writeField(endian, out, value);
     }
+    /// The field; a bool is true for any non-zero byte.
     static void read(Cursor& in, T& value) { value = in.field<T>(); }
 };
 
 /// A 32-bit length followed by the bytes, which are never reversed.
 template <>
 struct Binary<std::string> {
-    static constexpr bool available = true;
-    static constexpr bool swappable = true;
-    static constexpr size_t minSize = 4;
+    static constexpr bool available = true;  ///< Strings have one.
+    static constexpr bool swappable = true;  ///< The length follows the byte order.
+    static constexpr size_t minSize = 4;     ///< The length alone.
+    /// 4 + the length.
     static size_t size(const std::string& value) { return 4 + value.size(); }
+    /// The length, then the bytes.
     static size_t write(Endian endian, char* out, const std::string& value) {
         writeCount(endian, out, value.size());
         if (!value.empty()) std::memcpy(out + 4, value.data(), value.size());
         return 4 + value.size();
     }
+    /// Replaces value by the bytes the length announces.
     static void read(Cursor& in, std::string& value) {
         const std::uint32_t length = in.field<std::uint32_t>();
         value.assign(in.take(length), length);
     }
 };
 
+/// Whether T has the bounded record reader deserialize(endian, data, available, size).
 template <class T, class = void>
 struct HasBoundedDeserialize : std::false_type {};
 template <class T>
@@ -260,11 +273,14 @@ template <class T>
 struct Binary<T, std::void_t<decltype(std::declval<const T&>().serialize(no_swap, std::declval<char*>())),
                              decltype(T::deserialize(no_swap, std::declval<const char*>(), std::declval<size_t&>())),
                              decltype(std::declval<const T&>().sizeofType())>> {
-    static constexpr bool available = true;
-    static constexpr bool swappable = true;
-    static constexpr size_t minSize = 1;
+    static constexpr bool available = true;  ///< Through the record's members.
+    static constexpr bool swappable = true;  ///< The record handles the byte order.
+    static constexpr size_t minSize = 1;     ///< Unknown: at least a byte.
+    /// value.sizeofType().
     static size_t size(const T& value) { return value.sizeofType(); }
+    /// value.serialize(endian, out).
     static size_t write(Endian endian, char* out, const T& value) { return value.serialize(endian, out); }
+    /// T::deserialize at the cursor, bounded when the cursor is.
     static void read(Cursor& in, T& value) {
         size_t used = 0;
         if (!in.bounded()) {
@@ -282,13 +298,15 @@ struct Binary<T, std::void_t<decltype(std::declval<const T&>().serialize(no_swap
 /// own form. A vector of plain numbers is one block.
 template <class Sequence>
 struct SequenceBinary {
-    using Element = typename Sequence::value_type;
+    using Element = typename Sequence::value_type;  ///< The element type.
+    /// The elements are written and read as one block of fields.
     static constexpr bool block = std::is_arithmetic_v<Element> && !std::is_same_v<Element, bool> &&
                                   std::is_same_v<Sequence, std::vector<Element>>;
-    static constexpr bool available = Binary<Element>::available;
-    static constexpr bool swappable = Binary<Element>::swappable;
-    static constexpr size_t minSize = 4;
+    static constexpr bool available = Binary<Element>::available;  ///< As the element's.
+    static constexpr bool swappable = Binary<Element>::swappable;  ///< As the element's.
+    static constexpr size_t minSize = 4;                            ///< The count alone.
 
+    /// 4 + the size of every element.
     static size_t size(const Sequence& values) {
         if constexpr (std::is_arithmetic_v<Element>) {
             return 4 + values.size() * sizeof(Element);
@@ -299,6 +317,7 @@ struct SequenceBinary {
         }
     }
 
+    /// The count, then the elements.
     static size_t write(Endian endian, char* out, const Sequence& values) {
         size_t used = writeCount(endian, out, values.size());
         if constexpr (block) {
@@ -309,6 +328,7 @@ struct SequenceBinary {
         return used;
     }
 
+    /// Replaces values by the elements the count announces.
     static void read(Cursor& in, Sequence& values) {
         const std::uint32_t count = in.field<std::uint32_t>();
         if constexpr (block) {
@@ -338,37 +358,46 @@ struct Binary<std::list<E>> : SequenceBinary<std::list<E>> {};
 /// A list of matrices has no byte form.
 template <>
 struct Binary<std::list<cv::Mat>> {
-    static constexpr bool available = false;
-    static constexpr bool swappable = false;
+    static constexpr bool available = false;  ///< No byte form.
+    static constexpr bool swappable = false;  ///< No byte order either.
 };
 
 /// The OpenCV geometry types: their int fields in the given order, host order only.
 template <class T, int T::*... fields>
 struct GeometryBinary {
-    static constexpr bool available = true;
-    static constexpr bool swappable = false;
-    static constexpr size_t minSize = 4 * sizeof...(fields);
+    static constexpr bool available = true;                   ///< Geometry types have one.
+    static constexpr bool swappable = false;                  ///< Host order only.
+    static constexpr size_t minSize = 4 * sizeof...(fields);  ///< 4 bytes per field.
+    /// 4 bytes per field.
     static size_t size(const T&) { return 4 * sizeof...(fields); }
+    /// The fields in host order.
     static size_t write(Endian, char* out, const T& value) {
         size_t used = 0;
         ((used += writeField(no_swap, out + used, value.*fields)), ...);
         return used;
     }
+    /// The fields in host order.
     static void read(Cursor& in, T& value) { ((value.*fields = in.field<int>()), ...); }
 };
 
+/// A point: x, y.
 template <>
 struct Binary<cv::Point_<int>> : GeometryBinary<cv::Point_<int>, &cv::Point_<int>::x, &cv::Point_<int>::y> {
+    /// The refusal of swap.
     static constexpr const char* noSwapMessage = "cv::Point only serializable for no_swap endianes";
 };
+/// A size: width, height.
 template <>
 struct Binary<cv::Size_<int>>
     : GeometryBinary<cv::Size_<int>, &cv::Size_<int>::width, &cv::Size_<int>::height> {
+    /// The refusal of swap.
     static constexpr const char* noSwapMessage = "cv::Size only serializable for no_swap endianes";
 };
+/// A rectangle: x, y, width, height.
 template <>
 struct Binary<cv::Rect_<int>> : GeometryBinary<cv::Rect_<int>, &cv::Rect_<int>::x, &cv::Rect_<int>::y,
                                                &cv::Rect_<int>::width, &cv::Rect_<int>::height> {
+    /// The refusal of swap.
     static constexpr const char* noSwapMessage = "cv::Rect only serializable for no_swap endianes";
 };
 
@@ -379,16 +408,21 @@ struct Binary<cv::Rect_<int>> : GeometryBinary<cv::Rect_<int>, &cv::Rect_<int>::
 /// The reader checks the header before it allocates: at most 32 dimensions, no
 /// negative size, depth 0 to 7, 1 to 512 channels, a byte size that fits.
 template <>
-struct Binary<cv::Mat> {
-    static constexpr bool available = true;
-    static constexpr bool swappable = false;
-    static constexpr size_t minSize = 16;
+struct ZARVO_EXPORT Binary<cv::Mat> {
+    static constexpr bool available = true;   ///< Matrices have one.
+    static constexpr bool swappable = false;  ///< Host order only.
+    static constexpr size_t minSize = 16;     ///< The header of a matrix without dimensions.
+    /// The refusal of swap.
     static constexpr const char* noSwapMessage = "Mat only serializable for no_swap endianes";
+    /// 16 + 4 per dimension + the pixel bytes.
     static size_t size(const cv::Mat& value);
+    /// The header, then the pixels in one block.
     static size_t write(Endian endian, char* out, const cv::Mat& value);
+    /// Replaces value by a new matrix, after checking the header.
     static void read(Cursor& in, cv::Mat& value);
 };
 
+/// Whether T's codec refuses swap with a message of its own.
 template <class T, class = void>
 struct HasNoSwapMessage : std::false_type {};
 template <class T>
