@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include <array>
 #include <tuple>
 
@@ -12,13 +10,6 @@ using Group = std::shared_ptr<DataGroupDescriptor>;
 using namespace testsupport;
 
 namespace {
-
-// "message|function" of what action throws.
-template <class F>
-std::string failureOf(F&& action) {
-    const zarvo::Exception error = errorOf(std::forward<F>(action));
-    return error.message() + "|" + functionOf(error);
-}
 
 std::string flags(const DataDescriptor& d) {
     return std::string(d.isReadable() ? "r" : "-") + (d.isWritable() ? "w" : "-") + (d.isNotification() ? "n" : "-") +
