@@ -78,20 +78,3 @@ TEST(ContainerVariant, FamiliesAnswerAndCompare) {
     vector->moveImpl(static_cast<std::vector<int>&&>(*static_cast<std::vector<int>*>(vector->address_imp())));
     EXPECT_EQ(vector->value<std::vector<int>>(), std::vector<int>{5});
 }
-
-TEST(ContainerVariant, EveryRegisteredNameRoundTrips) {
-    for (const std::string element : {"bool", "char", "int8", "uint8", "int16", "uint16", "int32", "uint32", "int64",
-                                      "uint64", "float", "double", "string"})
-        for (const std::string& name : {element, "vec" + element, "list" + element}) {
-            const auto value = Variant::fromString(name, name == element ? "0x31" : "0x31;1;;");
-            ASSERT_NE(value, nullptr) << name;
-            EXPECT_EQ(value->getTypeString(), name);
-            EXPECT_EQ(Variant::fromString(name, value->toString())->toString(), value->toString()) << name;
-            for (Endian endian : {swap, no_swap}) {
-                size_t size = 0, used = 0;
-                const auto bytes = value->serialize(endian, size);
-                EXPECT_TRUE(Variant::deserialize(name, endian, bytes.get(), used)->equal_imp(value)) << name;
-                EXPECT_TRUE(used == size && value->sizeofT_imp() == size) << name;
-            }
-        }
-}
