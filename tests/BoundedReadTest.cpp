@@ -1,15 +1,11 @@
-#include <gtest/gtest.h>
-
 #include <functional>
 #include <vector>
 
 #include "core/datatypes/CalibrationInfo.h"
 #include "core/datatypes/DeviceInfo.h"
 #include "core/datatypes/DeviceInfo2.h"
-#include "core/datatypes/MarkedFloat.h"
 #include "core/datatypes/MaterialNumber.h"
 #include "core/datatypes/MeasArea.h"
-#include "core/datatypes/MeasPoint.h"
 #include "core/datatypes/ProbeValue.h"
 #include "core/datatypes/Version.h"
 #include "core/datatypes/VersionExtended.h"
@@ -20,49 +16,38 @@ using namespace testsupport;
 
 namespace {
 
-// Reads bytes bounded by *available, or unbounded for nullptr, and gives the value's
-// byte form again, so that results of any type compare as bytes.
+// Reads bytes bounded by *available (nullptr: unbounded) and gives the byte form of what it read, so that results of
+// any type compare as bytes.
 using Reader = std::function<std::string(Endian, const char* data, const size_t* available, size_t& size)>;
 
 struct Form {
     std::string name;
-    std::function<std::string(Endian)> write;
     Reader read;
-    bool swappable = true;
+    std::string bytes[2];  // written with no_swap and with swap; empty where the value has no such form
 };
 
-Form byName(const std::string& name, std::shared_ptr<Variant> value, bool swappable = true) {
-    return {name, [value](Endian endian) { return bytesOf(*value, endian); },
-            [name](Endian endian, const char* data, const size_t* available, size_t& size) {
-                const auto back = available ? Variant::deserialize(name, endian, data, *available, size)
-                                            : Variant::deserialize(name, endian, data, size);
-                return bytesOf(*back, endian);
-            },
-            swappable};
+Form held(const std::string& name, const std::shared_ptr<Variant>& value) {
+    const Reader read = [name](Endian endian, const char* data, const size_t* available, size_t& size) {
+        return bytesOf(*(available ? Variant::deserialize(name, endian, data, *available, size)
+                                   : Variant::deserialize(name, endian, data, size)),
+                       endian);
+    };
+    return {name, read, {bytesOf(*value, no_swap), value->isSwappable() ? bytesOf(*value, swap) : ""}};
 }
 
 template <class R>
-std::string recordBytes(const R& record, Endian endian) {
-    std::string bytes(record.sizeofType(), '\0');
-    record.serialize(endian, bytes.data());
-    return bytes;
-}
-
-template <class R>
-Form record(const std::string& name, const R& value) {
-    return {name, [value](Endian endian) { return recordBytes(value, endian); },
-            [](Endian endian, const char* data, const size_t* available, size_t& size) {
-                return recordBytes(available ? R::deserialize(endian, data, *available, size)
-                                             : R::deserialize(endian, data, size),
-                                   endian);
-            }};
+Form record(const R& value) {
+    const Reader read = [](Endian endian, const char* data, const size_t* available, size_t& size) {
+        return recordBytes(
+            available ? R::deserialize(endian, data, *available, size) : R::deserialize(endian, data, size), endian);
+    };
+    return {typeid(R).name(), read, {recordBytes(value, no_swap), recordBytes(value, swap)}};
 }
 
 MeasArea sampleArea() {
     const MeasPoint cold(1, 2, hold(std::string("cold"))), hot(3, 4, hold(std::vector<int>{5, 6}));
-    const std::string spots = recordBytes(cold, no_swap) + recordBytes(hot, no_swap);
-    const std::string bytes = std::string("\1\0\2\0\3\0\4\0", 8) + spots + std::string("\5\0\0\0", 4) + "float" +
-                              std::string("\0\0\x80\x3f", 4);
+    const std::string bytes = hex("01 00 02 00 03 00 04 00") + recordBytes(cold, no_swap) + recordBytes(hot, no_swap) +
+                              hex("05 00 00 00") + "float" + hex("00 00 80 3f");
     size_t size = 0;
     return MeasArea::deserialize(no_swap, bytes.data(), size);
 }
@@ -70,54 +55,73 @@ MeasArea sampleArea() {
 std::vector<Form> forms() {
     cv::Mat image(2, 3, CV_16UC2);
     cv::randu(image, 0, 60000);
-    return {byName("string", hold(std::string("abc"))),
-            byName("vecint16", hold(std::vector<short>{1, -2, 3})),
-            byName("listbool", hold(std::list<bool>{true, false})),
-            byName("vecstring", hold(std::vector<std::string>{"a", "", "bc"})),
-            byName("listdouble", hold(std::list<double>{1.5, -2})),
-            byName("cvmat", hold(image), false),
-            byName("veccvmat", hold(std::vector<cv::Mat>{image, cv::Mat()}), false),
-            byName("cvrect", hold(cv::Rect(1, -2, 3, 4)), false),
-            record("MarkedFloat", MarkedFloat(2.5f, MarkedFloat::Overrange)),
-            record("MeasPoint", MeasPoint(7, 8, hold(std::vector<std::string>{"x", "yz"}))),
-            record("MeasArea", sampleArea()),
-            record("Version", Version(1, 2, 3)),
-            record("VersionExtended", VersionExtended(1, 2, 3, 4)),
-            record("ProbeValue", zarvo::ProbeValue(1.5f, -2, 3)),
-            record("DeviceInfo", zarvo::DeviceInfo(1, 2, 3, 4, "2026-11-23")),
-            record("DeviceInfo2", zarvo::DeviceInfo2(1, 2, 3, 4, 5, "2026-11-23")),
-            record("MaterialNumber", zarvo::MaterialNumber::fromString("1234 5678 90")),
-            record("CalibrationInfo", zarvo::CalibrationInfo(1, "CERT-0815", 5, 6, 7))};
+    return {held("string", hold(std::string("abc"))),          held("vecint16", hold(std::vector<short>{1, -2, 3})),
+            held("listbool", hold(std::list<bool>{true, false})), held("listdouble", hold(std::list<double>{1.5, -2})),
+            held("vecstring", hold(std::vector<std::string>{"a", "", "bc"})),
+            held("cvmat", hold(image)),                           held("cvrect", hold(cv::Rect(1, -2, 3, 4))),
+            held("veccvmat", hold(std::vector<cv::Mat>{image, cv::Mat()})),
+            record(MarkedFloat(2.5f, MarkedFloat::Overrange)),    record(sampleArea()),
+            record(MeasPoint(7, 8, hold(std::vector<std::string>{"x", "yz"}))),
+            record(Version(1, 2, 3)),                             record(VersionExtended(1, 2, 3, 4)),
+            record(zarvo::ProbeValue(1.5f, -2, 3)),               record(zarvo::CalibrationInfo(1, "CERT", 5, 6, 7)),
+            record(zarvo::DeviceInfo(1, 2, 3, 4, "2026-11-23")),  record(zarvo::DeviceInfo2(1, 2, 3, 4, 5, "2026")),
+            record(zarvo::MaterialNumber::fromString("1234 5678 90"))};
 }
 
 }  // namespace
 
 // Every form cut at every length throws; whole, the bounded reader agrees with the open one.
 TEST(BoundedRead, EveryTruncationThrowsAndWholeFormsAgree) {
-    for (const Form& form : forms()) {
-        for (Endian endian : {no_swap, swap}) {
-            if (!form.swappable && endian == swap) continue;
-            const std::string bytes = form.write(endian);
+    for (const Form& form : forms())
+        for (const Endian endian : {no_swap, swap}) {
+            const std::string& bytes = form.bytes[endian == swap];
+            if (bytes.empty()) continue;
             for (size_t cut = 0; cut < bytes.size(); ++cut) {
                 const std::vector<char> part(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(cut));
                 size_t size = 0;
-                EXPECT_THROW(form.read(endian, part.data(), &cut, size), zarvo::Exception) << form.name << " cut " << cut;
+                EXPECT_THROW(form.read(endian, part.data(), &cut, size), zarvo::Exception)
+                    << form.name << " cut " << cut;
             }
-            size_t open = 0, bounded = 0;
+            size_t open = 99, bounded = 99;  // overwritten, not added to
             const size_t available = bytes.size() + 3;
             EXPECT_EQ(form.read(endian, bytes.data(), nullptr, open), bytes) << form.name;
             EXPECT_EQ(form.read(endian, (bytes + "xyz").data(), &available, bounded), bytes) << form.name;
             EXPECT_TRUE(open == bytes.size() && bounded == bytes.size()) << form.name;
         }
+}
+
+// The failure names what is missing, counted from the start of the value being read.
+TEST(BoundedRead, ShortInputMessages) {
+    const std::string device = recordBytes(zarvo::DeviceInfo(1, 2, 3, 4, "2024-01-31"), no_swap);
+    const std::string text = hex("05 00 00 00") + "abc", version = hex("00 00 00 01 00 00 00 02"),
+                      number = hex("09 00 00 00") + "1234";
+    const std::pair<std::function<void(size_t&)>, std::string> cases[] = {
+        {[&](size_t& size) { Memory::deserializeT<std::string>(no_swap, text.data(), text.size(), size); },
+         "5 more bytes needed at offset 4, 3 left"},
+        {[](size_t& size) { Variant::deserialize("vecint32", no_swap, "\xff\xff\xff\xff", 4, size); },
+         "17179869180 more bytes needed at offset 4, 0 left"},
+        {[&](size_t& size) { zarvo::DeviceInfo::deserialize(no_swap, device.data(), device.size() - 6, size); },
+         "10 more bytes needed at offset 26, 4 left"},
+        {[&](size_t& size) { Version::deserialize(swap, version.data(), version.size(), size); },
+         "4 more bytes needed at offset 8, 0 left"},
+        {[&](size_t& size) { zarvo::MaterialNumber::deserialize(no_swap, number.data(), number.size(), size); },
+         "9 more bytes needed at offset 4, 4 left"}};
+    for (const auto& [read, message] : cases) {
+        size_t size = 0;
+        EXPECT_EQ(messageOf([&] { read(size); }), "Input ends before the value does: " + message);
     }
 }
 
 TEST(BoundedRead, ImplausibleCountsAreRefusedBeforeAllocation) {
-    const std::string huge("\xff\xff\xff\xff" "abcd", 8);
+    const std::string huge(
+        "\xff\xff\xff\xff"
+        "abcd",
+        8);
     for (const char* name : {"string", "vecint32", "vecdouble", "vecstring", "liststring", "listint8", "vecbool"}) {
         size_t size = 0;
-        EXPECT_EQ(messageOf([&] { Variant::deserialize(name, no_swap, huge.data(), huge.size(), size); })
-                      .rfind("Input ends before the value does: ", 0),
+        EXPECT_EQ(messageOf([&] {
+                      Variant::deserialize(name, no_swap, huge.data(), huge.size(), size);
+                  }).rfind("Input ends before the value does: ", 0),
                   0u)
             << name;
     }
@@ -129,16 +133,13 @@ TEST(BoundedRead, ImplausibleCountsAreRefusedBeforeAllocation) {
               "Mat only serializable for no_swap endianes");
     EXPECT_EQ(Variant::deserialize("void", no_swap, huge.data(), 0, size), nullptr);
     EXPECT_EQ(size, 0u);
-    EXPECT_EQ(messageOf([&] { Variant::deserialize("vecint32", no_swap, huge.data(), 4, size); }),
-              "Input ends before the value does: 17179869180 more bytes needed at offset 4, 0 left");
 }
 
 TEST(BoundedRead, MatrixHeadersAreCheckedBeforeAllocation) {
-    auto header = [](std::vector<int> fields) { return std::string(reinterpret_cast<const char*>(fields.data()), 4 * fields.size()); };
-    const struct {
-        std::string bytes;
-        std::string message;
-    } cases[] = {
+    auto header = [](std::vector<int> fields) {
+        return std::string(reinterpret_cast<const char*>(fields.data()), 4 * fields.size());
+    };
+    const std::pair<std::string, std::string> cases[] = {
         {header({33}), "Matrix header holds 33 dimensions, at most 32"},
         {header({2, 3, -1, 0, 1, 1}), "Matrix header holds the negative size -1 in dimension 1"},
         {header({2, 1, 1, 8, 1, 1}), "Matrix header holds the depth code 8, not 0 to 7"},
@@ -146,14 +147,17 @@ TEST(BoundedRead, MatrixHeadersAreCheckedBeforeAllocation) {
         {header({2, 1, 1, 0, 600, 1}), "Matrix header holds 600 channels, not 1 to 512"},
         {header({4, 0x7fffffff, 0x7fffffff, 0x7fffffff, 0x7fffffff, 0, 1, 1}),
          "Matrix header holds more elements than memory can address"},
-        {header({2, 0x7fffffff, 0x7fffffff, 7, 512, 8}), "Matrix header holds more pixel bytes than memory can address"},
-        {header({2, 1000, 1000, 0, 1, 1}), "Input ends before the value does: 1000000 more bytes needed at offset 24, 0 left"},
+        {header({2, 0x7fffffff, 0x7fffffff, 7, 512, 8}),
+         "Matrix header holds more pixel bytes than memory can address"},
+        {header({2, 1000, 1000, 0, 1, 1}),
+         "Input ends before the value does: 1000000 more bytes needed at offset 24, 0 left"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [bytes, message] : cases) {
         size_t size = 0;
-        EXPECT_EQ(messageOf([&] { Variant::deserialize("cvmat", no_swap, c.bytes.data(), c.bytes.size(), size); }), c.message);
-        if (c.message.rfind("Input ends", 0) != 0) {  // the open reader checks headers too
-            EXPECT_EQ(messageOf([&] { Variant::deserialize("cvmat", no_swap, c.bytes.data(), size); }), c.message);
+        EXPECT_EQ(messageOf([&] { Variant::deserialize("cvmat", no_swap, bytes.data(), bytes.size(), size); }),
+                  message);
+        if (message.rfind("Input ends", 0) != 0) {  // the open reader checks headers too
+            EXPECT_EQ(messageOf([&] { Variant::deserialize("cvmat", no_swap, bytes.data(), size); }), message);
         }
     }
 }

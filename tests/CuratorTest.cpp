@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include <cstring>
 
 #include "core/datatypes/CuratorStorage.h"
@@ -11,13 +9,6 @@ using namespace testsupport;
 namespace {
 
 using Ids = std::vector<unsigned int>;
-
-// "message|function" of what action throws, or "" if nothing.
-template <class F>
-std::string failureOf(F&& action) {
-    const zarvo::Exception error = errorOf(std::forward<F>(action));
-    return error.where().empty() ? "" : error.message() + "|" + functionOf(error);
-}
 
 std::string textOf(const std::shared_ptr<Variant>& value) { return value ? value->toString() : "-"; }
 

@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include "core/datatypes/DataStorage.h"
 #include "tests/TestSupport.h"
 
@@ -7,19 +5,8 @@ using namespace zarvo::exp;
 using Storage = DataStorage<std::string>;
 using namespace testsupport;
 
-namespace {
-
-// "message|function" of what action throws.
-template <class F>
-std::string failureOf(F&& action) {
-    const zarvo::Exception error = errorOf(std::forward<F>(action));
-    return error.message() + "|" + functionOf(error);
-}
-
 const std::string kStorage = typeid(Storage).name();
 const std::string kAt = "|zarvo::exp::DataStorage<std::__cxx11::basic_string<char> >::";
-
-}  // namespace
 
 TEST(DataStorage, KeyedOperationsAtSeveralDepths) {
     Storage s;

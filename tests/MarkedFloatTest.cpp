@@ -1,13 +1,9 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <cstring>
 #include <iomanip>
-#include <sstream>
 
 #include "core/datatypes/MarkedFloat.h"
-#include "valuefault/Exception.h"
+#include "tests/TestSupport.h"
 
 using M = zarvo::exp::MarkedFloat;
 
@@ -59,10 +55,10 @@ TEST(MarkedFloat, WordsOfConstructorSettersAndPredicates) {
         void (M::*set)();
         std::uint32_t word;
         const char* holds;
-    } steps[] = {{&M::setValid, 0x3F800004, "100000"},   {&M::setUnderrange, 0x3F800003, "010100"},
-                 {&M::setValid, 0x3F800002, "100000"},   {&M::setOtherMark, 0x3F800001, "010001"},
-                 {&M::setInvalid, 0x3F800007, "010000"}, {&M::setEmpty, 0x7FC00007, "011000"},
-                 {&M::setValid, 0x7FC00006, "100000"},   {&M::setInvalid, 0x7FC00007, "011000"},
+    } steps[] = {{&M::setValid, 0x3F800004, "100000"},    {&M::setUnderrange, 0x3F800003, "010100"},
+                 {&M::setValid, 0x3F800002, "100000"},    {&M::setOtherMark, 0x3F800001, "010001"},
+                 {&M::setInvalid, 0x3F800007, "010000"},  {&M::setEmpty, 0x7FC00007, "011000"},
+                 {&M::setValid, 0x7FC00006, "100000"},    {&M::setInvalid, 0x7FC00007, "011000"},
                  {&M::setOverrange, 0x7FC00005, "010010"}};
     M value(1.0f, M::Overrange);
     EXPECT_EQ(word(value), 0x3F800005u);
@@ -106,11 +102,9 @@ TEST(MarkedFloat, PlainOperandsUnaryMinusAndMathFunctions) {
     EXPECT_EQ(word(sum), marked(3.0f + 0.1f, 0));
     EXPECT_TRUE(word(M(1.0f, M::Valid) / 0.0f) == word(INFINITY) && (M(1.0f, M::Overrange) / 0.0f).isOverrange());
     EXPECT_EQ(word(M(1.0f, M::Valid) / M()), 0x7FC00007u);
-    EXPECT_EQ(word(-M(0.0f, M::Valid)), 0u);
-    EXPECT_EQ(word(-under), 0x40000005u);
-    EXPECT_EQ(word(std::fabs(under)), 0x40000003u);
-    EXPECT_EQ(word(std::ceil(M(1.2f, M::Valid))), word(2.0f));
-    EXPECT_EQ(word(std::floor(M(1.7f, M::Overrange))), 0x3F800005u);
+    EXPECT_EQ(std::tuple(word(-M(0.0f, M::Valid)), word(-under), word(std::fabs(under)),
+                         word(std::ceil(M(1.2f, M::Valid))), word(std::floor(M(1.7f, M::Overrange)))),
+              std::tuple(0u, 0x40000005u, 0x40000003u, word(2.0f), 0x3F800005u));
     EXPECT_EQ(word(std::pow(under, 2)), marked(under.toFloat() * under.toFloat(), 3));
     EXPECT_EQ(word(std::pow(M(2.0f, M::Valid), 3)), word(8.0f));
     EXPECT_EQ(word(std::pow(M(4.0f, M::OtherMark), 0.5f)), marked(std::pow(of<float>(0x40800001), 0.5f), 1));
@@ -121,22 +115,19 @@ TEST(MarkedFloat, ComparisonsClippingAndRangeCheck) {
     EXPECT_TRUE(five == underFive && five <= underFive && !(five != underFive) && !(five < underFive));
     EXPECT_TRUE(five == of<float>(word(5.0f) | 7) && five < 6.0f && five > 4.0f && five >= 5.0f);
     EXPECT_TRUE(!(empty == empty) && empty != empty && !(empty < five) && !(empty >= 0.0f));
-    EXPECT_EQ(M(1.0f, M::OtherMark).toClippedFloat(-1, 9, 7), of<float>(0x3F800001));
-    EXPECT_EQ(M(1.0f, M::Underrange).toClippedFloat(-1, 9, 7), -1.0f);
-    EXPECT_EQ(M(1.0f, M::Overrange).toClippedFloat(-1, 9, 7), 9.0f);
-    EXPECT_EQ(M().toClippedFloat(-1, 9, 7), 7.0f);
+    const M other(1.0f, M::OtherMark), under(1.0f, M::Underrange), over(1.0f, M::Overrange);
+    EXPECT_EQ(std::tuple(other.toClippedFloat(-1, 9, 7), under.toClippedFloat(-1, 9, 7), over.toClippedFloat(-1, 9, 7),
+                         empty.toClippedFloat(-1, 9, 7)),
+              std::tuple(of<float>(0x3F800001), -1.0f, 9.0f, 7.0f));
 
-    const struct {
-        M value;
-        float minimum, maximum;
-        bool inRange;
-        std::uint32_t after;
-    } checks[] = {{mark(5.0f, 5), 0, 10, true, word(5.0f) | 4},  {mark(11.0f, 0), 0, 10, false, word(11.0f) | 5},
-                  {mark(-1.0f, 0), 0, 10, false, word(-1.0f) | 3}, {mark(10.0f, 0), 0, 10, true, word(10.0f)},
-                  {mark(0.0f, 0), 0, 0, true, 0},                  {M(), 0, NAN, true, 0x7FC00006}};
-    for (auto check : checks) {
-        EXPECT_EQ(check.value.checkRange(check.minimum, check.maximum), check.inRange);
-        EXPECT_EQ(word(check.value), check.after);
+    // Value, minimum, maximum, in range, the word after the check.
+    const std::tuple<M, float, float, bool, std::uint32_t> checks[] = {
+        {mark(5.0f, 5), 0, 10, true, word(5.0f) | 4},   {mark(11.0f, 0), 0, 10, false, word(11.0f) | 5},
+        {mark(-1.0f, 0), 0, 10, false, word(-1.0f) | 3}, {mark(10.0f, 0), 0, 10, true, word(10.0f)},
+        {mark(0.0f, 0), 0, 0, true, 0},                  {M(), 0, NAN, true, 0x7FC00006}};
+    for (auto [value, minimum, maximum, inRange, after] : checks) {
+        EXPECT_EQ(value.checkRange(minimum, maximum), inRange);
+        EXPECT_EQ(word(value), after);
     }
     M value;
     try {
@@ -160,15 +151,16 @@ TEST(MarkedFloat, LegacyTableBothReadersAndWriter) {
         EXPECT_EQ(word(read), row[1]) << std::hex << row[0];
         EXPECT_EQ(word(M(of<float>(row[0]), M::Legacy)), row[2]) << std::hex << row[0];
     }
-    const M written[] = {mark(1.0f, 5), mark(1.0f, 3), mark(1.0f, 7), M(), mark(1.0f, 1), of(0x40000006)};
-    const std::uint32_t codes[] = {0x81, 0x82, 0x84, 0x85, 0x8A, 0x40000006};
-    for (int i = 0; i < 6; ++i) EXPECT_EQ(word(written[i].toLegacy()), codes[i]);
+    const std::pair<M, std::uint32_t> written[] = {{mark(1.0f, 5), 0x81}, {mark(1.0f, 3), 0x82},
+                                                   {mark(1.0f, 7), 0x84}, {M(), 0x85},
+                                                   {mark(1.0f, 1), 0x8A}, {of(0x40000006), 0x40000006}};
+    for (const auto& [value, code] : written) EXPECT_EQ(word(value.toLegacy()), code);
 }
 
 TEST(MarkedFloat, TextFormsAndStreamReader) {
     const M states[] = {M(), mark(1.5f, 3), mark(1.5f, 5), mark(1.5f, 1), mark(1.5f, 7), mark(1.5f, 0)};
-    const char* texts[] = {"nan (Empty)", "1.5 (Underrange)", "1.5 (Overrange)", "1.5 (OtherMark)", "1.5 (Invalid)",
-                           "1.5"};
+    const char* texts[] = {"nan (Empty)",     "1.5 (Underrange)", "1.5 (Overrange)",
+                           "1.5 (OtherMark)", "1.5 (Invalid)",    "1.5"};
     std::ostringstream streamed;
     for (int i = 0; i < 6; ++i) {
         EXPECT_EQ(states[i].toString(), texts[i]);
@@ -182,34 +174,26 @@ TEST(MarkedFloat, TextFormsAndStreamReader) {
 
     // What each text leaves in a target that held an overrange 9: a failed read keeps
     // the number read (0 for none) with no mark written.
-    const struct {
-        const char *text, *message;
-        std::uint32_t left;
-    } reads[] = {{"2.5", "", word(2.5f)},
-                 {"2.5 (Overrange)", "", word(2.5f) | 5},      {"2.5 (Underrange)x", "", word(2.5f) | 3},
-                 {"2.5 (OtherMark) tail", "", word(2.5f) | 1}, {"2.5 (Invalid)", "", word(2.5f) | 7},
-                 {"2.5 (Empty)abc", "", 0x7FC00007},           {"", "", word(9.0f) | 4},
-                 {"2.5x", "Invalid characters detected", word(2.5f)},
-                 {"2.5\n(Overrange)", "Invalid characters detected", word(2.5f)},
-                 {"abc", "Invalid characters detected", 0},   {"nan (Empty)", "Invalid characters detected", 0},
-                 {"1.0000001 x(Empty)", "Unable to decode marker", 0x3F800001},
-                 {"2.5 ", "Unable to decode marker", word(2.5f)}};
-    for (const auto& read : reads) {
+    const std::string invalid = "Invalid characters detected", marker = "Unable to decode marker";
+    const std::tuple<const char*, std::string, std::uint32_t> reads[] = {
+        {"2.5", "", word(2.5f)},
+        {"2.5 (Overrange)", "", word(2.5f) | 5},      {"2.5 (Underrange)x", "", word(2.5f) | 3},
+        {"2.5 (OtherMark) tail", "", word(2.5f) | 1}, {"2.5 (Invalid)", "", word(2.5f) | 7},
+        {"2.5 (Empty)abc", "", 0x7FC00007},           {"", "", word(9.0f) | 4},
+        {"2.5x", invalid, word(2.5f)},                {"2.5\n(Overrange)", invalid, word(2.5f)},
+        {"abc", invalid, 0},                          {"nan (Empty)", invalid, 0},
+        {"1.0000001 x(Empty)", marker, 0x3F800001},   {"2.5 ", marker, word(2.5f)}};
+    for (const auto& [text, message, left] : reads) {
         M target(9.0f, M::Overrange);
-        EXPECT_EQ(readInto(target, read.text), read.message) << read.text;
-        EXPECT_EQ(word(target), read.left) << read.text;
+        EXPECT_EQ(readInto(target, text), message) << text;
+        EXPECT_EQ(word(target), left) << text;
     }
 }
 
 TEST(MarkedFloat, WireFormInBothOrders) {
     const M value = of(0x7FC12345);
-    char bytes[4];
-    size_t size = 0;
-    EXPECT_EQ(value.serialize(zarvo::exp::swap, bytes), 4u);
-    EXPECT_EQ(std::string(bytes, 4), "\x7F\xC1\x23\x45");
-    EXPECT_TRUE(word(M::deserialize(zarvo::exp::swap, bytes, size)) == 0x7FC12345u && size == 4);
-    value.serialize(zarvo::exp::no_swap, bytes);
-    EXPECT_EQ(std::string(bytes, 4), "\x45\x23\xC1\x7F");
-    EXPECT_EQ(word(M::deserialize(zarvo::exp::Endian(3), bytes, size)), 0x7FC12345u);
-    EXPECT_EQ(value.sizeofType(), 4u);
+    EXPECT_EQ(testsupport::recordBytes(value, zarvo::exp::swap), testsupport::hex("7f c1 23 45"));
+    EXPECT_EQ(testsupport::recordBytes(value, zarvo::exp::no_swap), testsupport::hex("45 23 c1 7f"));
+    for (auto endian : {zarvo::exp::swap, zarvo::exp::no_swap, zarvo::exp::Endian(3)})
+        EXPECT_EQ(word(testsupport::readBack<M>(testsupport::recordBytes(value, endian), endian)), 0x7FC12345u);
 }

@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include "core/datatypes/MeasArea.h"
 #include "core/datatypes/MeasPoint.h"
 #include "tests/TestSupport.h"
@@ -7,30 +5,12 @@
 using namespace zarvo::exp;
 using namespace testsupport;
 
-namespace {
-
-template <class R>
-std::string bytesOfRecord(const R& record, Endian endian) {
-    std::string bytes(record.sizeofType(), '\0');
-    EXPECT_EQ(record.serialize(endian, bytes.data()), bytes.size());
-    return bytes;
-}
-
-// "message|function" of what action throws.
-template <class F>
-std::string failureOf(F&& action) {
-    const zarvo::Exception error = errorOf(std::forward<F>(action));
-    return error.message() + "|" + functionOf(error);
-}
-
-}  // namespace
-
 TEST(MeasPoint, ByteAndTextForms) {
     MeasPoint point(10, 20, hold(36.5f));
     const std::string noSwap("\x0a\0\x14\0" "\5\0\0\0" "float" "\0\0\x12\x42", 17);
     const std::string swapped("\0\x0a\0\x14" "\0\0\0\5" "float" "\x42\x12\0\0", 17);
-    EXPECT_EQ(bytesOfRecord(point, no_swap), noSwap);
-    EXPECT_EQ(bytesOfRecord(point, swap), swapped);
+    EXPECT_EQ(recordBytes(point, no_swap), noSwap);
+    EXPECT_EQ(recordBytes(point, swap), swapped);
     EXPECT_EQ(point.toString(), "(10/20) 36.5");
     size_t size = 99;
     const MeasPoint back = MeasPoint::deserialize(swap, swapped.data(), size);
@@ -51,14 +31,13 @@ TEST(MeasPoint, ByteAndTextForms) {
 
 TEST(MeasArea, ByteFormTextAndIdentityOfTheMeanValue) {
     const MeasPoint cold(1, 1, hold(20.5f)), hot(2, 2, hold(40.0f));
-    const std::string pointBytes = bytesOfRecord(cold, swap) + bytesOfRecord(hot, swap);
+    const std::string pointBytes = recordBytes(cold, swap) + recordBytes(hot, swap);
     const std::string bytes = std::string("\0\1\0\2\0\3\0\4", 8) + pointBytes + std::string("\0\0\0\6", 4) + "double" +
                               std::string("\x40\x42\x80\0\0\0\0\0", 8);  // 37.0
     size_t size = 0;
     const MeasArea area = MeasArea::deserialize(swap, bytes.data(), size);
-    EXPECT_EQ(size, bytes.size());
-    EXPECT_EQ(area.sizeofType(), bytes.size());
-    EXPECT_EQ(bytesOfRecord(area, swap), bytes);
+    EXPECT_TRUE(size == bytes.size() && area.sizeofType() == bytes.size());
+    EXPECT_EQ(recordBytes(area, swap), bytes);
     EXPECT_EQ(area.getAreaRect(), cv::Rect(1, 2, 3, 4));
     EXPECT_EQ(area.toString(), "(1/2) (3 x 4 )20.5 , 40 , 37");
     EXPECT_EQ(*reinterpret_cast<const double*>(area.getMeanValue()), 37.0);

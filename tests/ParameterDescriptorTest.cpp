@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include <set>
 
 #include "core/datatypes/ParameterDescriptorBool.h"
@@ -11,13 +9,6 @@ using namespace testsupport;
 using MatParameter = ParameterDescriptorScalar<cv::Mat>;
 
 namespace {
-
-// "message|function" of what action throws.
-template <class F>
-std::string failureOf(F&& action) {
-    const zarvo::Exception error = errorOf(std::forward<F>(action));
-    return error.message() + "|" + functionOf(error);
-}
 
 std::string kinds(const ParameterDescriptor& p) {
     return std::string(p.isEnum() ? "e" : "-") + (p.isScalar() ? "s" : "-") + (p.isVector() ? "v" : "-") +

@@ -1,12 +1,17 @@
 #pragma once
 
-// Small helpers shared by the tests.
+// Helpers shared by the tests: values in holders, byte forms, and what an action throws.
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 
-#include "core/datatypes/Variant.h"
+#include "core/datatypes/TypeObject.h"
 #include "valuefault/Exception.h"
 
 namespace testsupport {
@@ -24,7 +29,36 @@ inline std::string bytesOf(const zarvo::exp::Variant& value, zarvo::exp::Endian 
     return std::string(buffer.get(), size);
 }
 
-/// What action throws, or an exception saying "(no exception)".
+/// Bytes from hex pairs separated by blanks: "0a ff" gives "\x0a\xff".
+inline std::string hex(const std::string& pairs) {
+    std::istringstream in(pairs);
+    std::string bytes, pair;
+    while (in >> pair) bytes += static_cast<char>(std::strtoul(pair.c_str(), nullptr, 16));
+    return bytes;
+}
+
+/// The byte form of a record; checks that serialize writes exactly sizeofType() bytes and nothing behind them.
+template <class R>
+std::string recordBytes(const R& record, zarvo::exp::Endian endian) {
+    std::string bytes(record.sizeofType() + 8, '\x5A');
+    EXPECT_EQ(record.serialize(endian, bytes.data()), record.sizeofType());
+    EXPECT_EQ(bytes.substr(record.sizeofType()), std::string(8, '\x5A'));
+    return bytes.substr(0, record.sizeofType());
+}
+
+/// The record read from bytes by both forms. Checks that both overwrite size with all the bytes and the result's
+/// sizeofType().
+template <class R>
+R readBack(const std::string& bytes, zarvo::exp::Endian endian) {
+    size_t size = 99, boundedSize = 99;
+    const R value = R::deserialize(endian, bytes.data(), size);
+    EXPECT_TRUE(size == bytes.size() && size == value.sizeofType()) << size;
+    R::deserialize(endian, bytes.data(), bytes.size(), boundedSize);
+    EXPECT_EQ(boundedSize, bytes.size());
+    return value;
+}
+
+/// What action throws, or an exception saying "(no exception)" with an empty where text.
 template <class F>
 zarvo::Exception errorOf(F&& action) {
     try {
@@ -46,6 +80,13 @@ inline std::string functionOf(const zarvo::Exception& error) {
     const std::string& where = error.where();
     const size_t start = where.rfind(": ") + 2;
     return where.substr(start, where.rfind("(..)") - start);
+}
+
+/// "message|function" of what action throws, or "" if it throws nothing.
+template <class F>
+std::string failureOf(F&& action) {
+    const zarvo::Exception error = errorOf(std::forward<F>(action));
+    return error.where().empty() ? "" : error.message() + "|" + functionOf(error);
 }
 
 }  // namespace testsupport
