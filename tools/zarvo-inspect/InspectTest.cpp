@@ -25,9 +25,10 @@ ZARVO_REGISTER_METATYPE(Storage, "storage");
 namespace {
 
 const std::string kDir = ::testing::TempDir() + "zarvo_inspect_" + std::to_string(getpid()) + "/";
-const struct Cleanup {
-    ~Cleanup() { std::filesystem::remove_all(kDir); }
-} kCleanup;
+const struct Scratch {
+    Scratch() { std::filesystem::create_directories(kDir); }
+    ~Scratch() { std::filesystem::remove_all(kDir); }
+} kScratch;
 
 std::string slurp(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
@@ -36,7 +37,6 @@ std::string slurp(const std::string& path) {
 
 // Writes bytes to a file in the scratch directory; gives its path.
 std::string file(const std::string& name, const std::string& bytes) {
-    std::filesystem::create_directories(kDir);
     std::ofstream(kDir + name, std::ios::binary) << bytes;
     return kDir + name;
 }

@@ -5,6 +5,7 @@
 //
 // Exit codes: 0 done, 1 bad input (one line on standard error), 2 usage error.
 
+#include <algorithm>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
@@ -63,9 +64,7 @@ Options parse(int argc, char** argv, const std::vector<std::string>& allowed) {
             options.positional.push_back(arg);
             continue;
         }
-        bool takes = false;
-        for (const std::string& name : allowed) takes = takes || name == arg;
-        if (!takes) throw UsageError("unknown option for '" + std::string(argv[1]) + "': " + arg);
+        if (std::find(allowed.begin(), allowed.end(), arg) == allowed.end()) throw UsageError("unknown option for '" + std::string(argv[1]) + "': " + arg);
         if (arg == "--swap") options.swap = true;
         if (arg == "--all") options.all = true;
         if (arg == "--hex") options.hex = true;
