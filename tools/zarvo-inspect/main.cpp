@@ -103,7 +103,11 @@ void writePng(const cv::Mat& matrix, const std::string& path) {
 #endif
 
 int read(int argc, char** argv) {
+#ifdef ZARVO_INSPECT_PNG
     const Options options = parse(argc, argv, {"--swap", "--all", "--png"});
+#else
+    const Options options = parse(argc, argv, {"--swap", "--all"});
+#endif
     if (options.positional.empty() || options.positional.size() > 2) throw UsageError("read takes NAME [FILE]");
     const std::string& name = options.positional[0];
     if (!options.png.empty() && (name != "cvmat" || options.all)) throw UsageError("--png goes with 'read cvmat' alone");
