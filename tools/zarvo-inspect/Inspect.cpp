@@ -1,0 +1,229 @@
+#include "tools/zarvo-inspect/Inspect.h"
+
+#include <sstream>
+#include <stdexcept>
+#include <typeinfo>
+
+#include "core/datatypes/CalibrationInfo.h"
+#include "core/datatypes/DataStorage.h"
+#include "core/datatypes/DeviceInfo.h"
+#include "core/datatypes/DeviceInfo2.h"
+#include "core/datatypes/MarkedFloat.h"
+#include "core/datatypes/MaterialNumber.h"
+#include "core/datatypes/MeasArea.h"
+#include "core/datatypes/MeasPoint.h"
+#include "core/datatypes/ProbeValue.h"
+#include "core/datatypes/TypeObject.h"
+#include "core/datatypes/Version.h"
+#include "core/datatypes/VersionExtended.h"
+
+using Storage = zarvo::exp::DataStorage<std::string>;
+
+// Stored metadata holds groups; they read back only under a registered name.
+ZARVO_REGISTER_METATYPE(Storage, "storage");
+
+namespace inspect {
+namespace {
+
+using namespace zarvo::exp;
+
+// The held value, once its type is known to be T.
+template <class T>
+const T& held(const Variant& value) {
+    return *static_cast<const T*>(value.constAddress_imp());
+}
+
+// A text on the head line, or below it when it spans lines (trailing line ends dropped).
+Shown textOf(std::string text) {
+    while (!text.empty() && text.back() == '\n') text.pop_back();
+    if (text.find('\n') == std::string::npos) return {text, {}};
+    Shown shown;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) shown.lines.push_back(line);
+    return shown;
+}
+
+std::string counted(size_t n, const char* one, const char* many) {
+    return std::to_string(n) + " " + (n == 1 ? one : many);
+}
+
+Shown storageTree(const Storage& storage) {
+    Shown shown{counted(storage.size(), "entry", "entries"), {}};
+    for (const auto& [key, value] : storage) {
+        const Shown inner = show(value);
+        shown.lines.push_back(key + " (" + value->getTypeString() + "):" + (inner.head.empty() ? "" : " " + inner.head));
+        for (const std::string& line : inner.lines) shown.lines.push_back("  " + line);
+    }
+    return shown;
+}
+
+Shown matrices(const std::vector<cv::Mat>& list) {
+    Shown shown{counted(list.size(), "matrix", "matrices"), {}};
+    for (size_t i = 0; i < list.size(); ++i) shown.lines.push_back("[" + std::to_string(i) + "] " + matrixLine(list[i]));
+    return shown;
+}
+
+// The records, read and written through their own members.
+struct Record {
+    TypeRow row;
+    Shown (*read)(Endian, const char*, size_t, size_t&);
+    std::vector<char> (*write)(Endian, const std::string&);  // nullptr: no text to read from
+};
+
+template <class R>
+Shown readRecord(Endian endian, const char* data, size_t available, size_t& used) {
+    return textOf(R::deserialize(endian, data, available, used).toString());
+}
+
+template <class R>
+std::vector<char> writeRecord(Endian endian, const std::string& text) {
+    const R value = R::fromString(text);
+    std::vector<char> bytes(value.sizeofType());
+    bytes.resize(value.serialize(endian, bytes.data()));
+    return bytes;
+}
+
+template <class R>
+Record record(const char* name, const char* cppType, const char* byteForm) {
+    if constexpr (intern::HasFromString<R>::value) return {{name, cppType, byteForm, "yes"}, readRecord<R>, writeRecord<R>};
+    else return {{name, cppType, byteForm, "out only"}, readRecord<R>, nullptr};
+}
+
+const std::vector<Record>& records() {
+    static const std::vector<Record> table{
+        record<MarkedFloat>("MarkedFloat", "zarvo::exp::MarkedFloat", "4-byte word"),
+        record<Version>("Version", "zarvo::exp::Version", "3 x uint32"),
+        record<VersionExtended>("VersionExtended", "zarvo::exp::VersionExtended", "4 x uint32"),
+        record<MeasPoint>("MeasPoint", "zarvo::exp::MeasPoint", "x, y, type name, value"),
+        record<MeasArea>("MeasArea", "zarvo::exp::MeasArea", "rectangle, 2 points, mean value"),
+        record<zarvo::ProbeValue>("ProbeValue", "zarvo::ProbeValue", "float, int8, uint8"),
+        record<zarvo::DeviceInfo>("DeviceInfo", "zarvo::DeviceInfo", "26 bytes + date text"),
+        record<zarvo::DeviceInfo2>("DeviceInfo2", "zarvo::DeviceInfo2", "26 bytes + date text"),
+        record<zarvo::MaterialNumber>("MaterialNumber", "zarvo::MaterialNumber", "uint32 length + text + type"),
+        record<zarvo::CalibrationInfo>("CalibrationInfo", "zarvo::CalibrationInfo", "32 bytes"),
+    };
+    return table;
+}
+
+const Record* findRecord(const std::string& name) {
+    for (const Record& r : records())
+        if (name == r.row.name) return &r;
+    return nullptr;
+}
+
+}  // namespace
+
+std::string matrixLine(const cv::Mat& matrix) {
+    std::string sizes;
+    for (int i = 0; i < matrix.dims; ++i) sizes += (i == 0 ? " " : "x") + std::to_string(matrix.size[i]);
+    return std::to_string(matrix.dims) + " dims" + sizes + ", " + cv::typeToString(matrix.type());
+}
+
+Shown show(const std::shared_ptr<Variant>& value) {
+    if (!value) return {"(no value)", {}};
+    const std::type_info& type = value->getTypeInfo();
+    if (type == typeid(cv::Mat)) return {matrixLine(held<cv::Mat>(*value)), {}};
+    if (type == typeid(std::vector<cv::Mat>)) return matrices(held<std::vector<cv::Mat>>(*value));
+    if (type == typeid(Storage)) return storageTree(held<Storage>(*value));
+    if (type == typeid(cv::Size)) {
+        const auto& size = held<cv::Size>(*value);
+        return {std::to_string(size.width) + "x" + std::to_string(size.height), {}};
+    }
+    if (type == typeid(cv::Rect)) {
+        const auto& rect = held<cv::Rect>(*value);
+        return {std::to_string(rect.width) + "x" + std::to_string(rect.height) + " at " + std::to_string(rect.x) + ":" +
+                    std::to_string(rect.y),
+                {}};
+    }
+    return textOf(value->toString());
+}
+
+Reader readerFor(const std::string& name, std::shared_ptr<Variant>* last) {
+    if (const Record* r = findRecord(name)) return r->read;
+    if (TypeObject::findP(name) == nullptr) return {};
+    return [name, last](Endian endian, const char* data, size_t available, size_t& used) {
+        auto value = Variant::deserialize(name, endian, data, available, used);
+        if (last != nullptr) *last = value;
+        return show(value);
+    };
+}
+
+Writer writerFor(const std::string& name, bool& known) {
+    known = true;
+    if (const Record* r = findRecord(name)) return r->write ? Writer(r->write) : Writer();
+    known = TypeObject::findP(name) != nullptr;
+    if (!known) return {};
+    return [name](Endian endian, const std::string& text) {
+        const auto value = Variant::fromString(name, text);
+        if (!value) throw std::runtime_error("type '" + name + "' has no value to write");
+        size_t size = 0;
+        const auto bytes = value->serialize(endian, size);
+        return std::vector<char>(bytes.get(), bytes.get() + size);
+    };
+}
+
+const std::vector<TypeRow>& registeredTypes() {
+    // The library's registration order; the names are fixed, only the registry's
+    // maps (which have no order) could list them otherwise.
+    static const std::vector<TypeRow> table{
+        {"bool", "bool", "1 byte", "yes"},
+        {"char", "char", "1 byte", "yes"},
+        {"int8", "signed char", "1 byte", "yes"},
+        {"uint8", "unsigned char", "1 byte", "yes"},
+        {"int16", "short", "2 bytes", "yes"},
+        {"uint16", "unsigned short", "2 bytes", "yes"},
+        {"int32", "int", "4 bytes", "yes"},
+        {"uint32", "unsigned int", "4 bytes", "yes"},
+        {"void", "void", "none (reads nothing)", "gives no value"},
+        {"vecbool", "std::vector<bool>", "uint32 count + 1 byte each", "yes"},
+        {"vecchar", "std::vector<char>", "uint32 count + elements", "yes"},
+        {"vecint8", "std::vector<signed char>", "uint32 count + elements", "yes"},
+        {"vecuint8", "std::vector<unsigned char>", "uint32 count + elements", "yes"},
+        {"vecint16", "std::vector<short>", "uint32 count + elements", "yes"},
+        {"vecuint16", "std::vector<unsigned short>", "uint32 count + elements", "yes"},
+        {"vecint32", "std::vector<int>", "uint32 count + elements", "yes"},
+        {"vecuint32", "std::vector<unsigned int>", "uint32 count + elements", "yes"},
+        {"listbool", "std::list<bool>", "uint32 count + 1 byte each", "yes"},
+        {"listchar", "std::list<char>", "uint32 count + elements", "yes"},
+        {"listint8", "std::list<signed char>", "uint32 count + elements", "yes"},
+        {"listuint8", "std::list<unsigned char>", "uint32 count + elements", "yes"},
+        {"listint16", "std::list<short>", "uint32 count + elements", "yes"},
+        {"listuint16", "std::list<unsigned short>", "uint32 count + elements", "yes"},
+        {"listint32", "std::list<int>", "uint32 count + elements", "yes"},
+        {"listuint32", "std::list<unsigned int>", "uint32 count + elements", "yes"},
+        {"int64", "std::int64_t", "8 bytes", "yes"},
+        {"uint64", "std::uint64_t", "8 bytes", "yes"},
+        {"vecint64", "std::vector<std::int64_t>", "uint32 count + elements", "yes"},
+        {"vecuint64", "std::vector<std::uint64_t>", "uint32 count + elements", "yes"},
+        {"listint64", "std::list<std::int64_t>", "uint32 count + elements", "yes"},
+        {"listuint64", "std::list<std::uint64_t>", "uint32 count + elements", "yes"},
+        {"float", "float", "4 bytes", "yes"},
+        {"vecfloat", "std::vector<float>", "uint32 count + elements", "yes"},
+        {"listfloat", "std::list<float>", "uint32 count + elements", "yes"},
+        {"double", "double", "8 bytes", "yes"},
+        {"vecdouble", "std::vector<double>", "uint32 count + elements", "yes"},
+        {"listdouble", "std::list<double>", "uint32 count + elements", "yes"},
+        {"string", "std::string", "uint32 length + bytes", "yes"},
+        {"vecstring", "std::vector<std::string>", "uint32 count + strings", "yes"},
+        {"liststring", "std::list<std::string>", "uint32 count + strings", "yes"},
+        {"cvmat", "cv::Mat", "header + pixels, no_swap only", "no"},
+        {"cvsize", "cv::Size", "8 bytes, no_swap only", "no"},
+        {"cvpoint", "cv::Point", "8 bytes, no_swap only", "yes (x:y)"},
+        {"cvrect", "cv::Rect", "16 bytes, no_swap only", "no"},
+        {"veccvmat", "std::vector<cv::Mat>", "uint32 count + matrices, no_swap only", "only when empty"},
+        {"listcvmat", "std::list<cv::Mat>", "none", "only when empty"},
+        {"storage", "zarvo::exp::DataStorage<std::string>", "uint64 count + entries", "no"},
+    };
+    return table;
+}
+
+const std::vector<TypeRow>& recordTypes() {
+    static const std::vector<TypeRow> rows = [] {
+        std::vector<TypeRow> all;
+        for (const Record& r : records()) all.push_back(r.row);
+        return all;
+    }();
+    return rows;
+}
+
+}  // namespace inspect
