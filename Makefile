@@ -2,7 +2,7 @@
 # configures and builds, then does its job.
 BUILD    ?= build
 JOBS     ?= 2
-PACKAGES := cmake g++ make libopencv-core-dev libgtest-dev libgmock-dev libbenchmark-dev libcereal-dev
+PACKAGES := cmake g++ make libopencv-core-dev libopencv-imgcodecs-dev libgtest-dev libgmock-dev libbenchmark-dev libcereal-dev
 # dpkg-shlibdeps and pkg-config: the Debian packages and their test
 PACKAGES += dpkg-dev pkg-config
 
