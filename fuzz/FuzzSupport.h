@@ -46,7 +46,9 @@ inline bool split(const std::uint8_t* bytes, size_t size, Input& input) {
 }
 
 /// The choice byte that makes split() give endian and pick (below 128).
-inline char choice(Endian endian, unsigned pick) { return static_cast<char>((endian == zarvo::exp::swap ? 0x80 : 0) | pick); }
+inline char choice(Endian endian, unsigned pick) {
+    return static_cast<char>((endian == zarvo::exp::swap ? 0x80 : 0) | pick);
+}
 
 /// Every registered name, sorted: the registry keeps them unordered, and the seed
 /// generator and the harness must number them alike.

@@ -141,9 +141,9 @@ int main(int argc, char** argv) {
     corpus.records<ProbeValue>("ProbeValue", {ProbeValue(1.5f, -2, 3)});
     corpus.records<DeviceInfo>("DeviceInfo", {DeviceInfo(1, 2, 3, 4, "2024-05-06")});
     corpus.records<DeviceInfo2>("DeviceInfo2", {DeviceInfo2(1, 2, 3, 4, 5, "2024-05-06")});
-    corpus.records<MaterialNumber>("MaterialNumber", {MaterialNumber("1234 5678", MaterialNumber::numeric),
-                                                      MaterialNumber("1234 5678 90", MaterialNumber::numeric),
-                                                      MaterialNumber()});
+    corpus.records<MaterialNumber>("MaterialNumber",
+                                   {MaterialNumber("1234 5678", MaterialNumber::numeric),
+                                    MaterialNumber("1234 5678 90", MaterialNumber::numeric), MaterialNumber()});
     corpus.records<CalibrationInfo>("CalibrationInfo", {CalibrationInfo(1, "CERT-2024-0001", 20250101, 20240101, 7),
                                                         CalibrationInfo(2, "C23456789ABCDEFGH", -1, 0, 0)});
     std::cout << corpus.count() << " seeds in " << argv[1] << "\n";
