@@ -1,18 +1,32 @@
 # One-command entry points. Each installs the Debian packages that are missing,
 # configures and builds, then does its job.
-BUILD    ?= build
-JOBS     ?= 2
-PACKAGES := cmake g++ make libopencv-core-dev libopencv-imgcodecs-dev libgtest-dev libgmock-dev libbenchmark-dev libcereal-dev
+BUILD          ?= build
+SANITIZE_BUILD ?= build-sanitize
+TSAN_BUILD     ?= build-tsan
+FUZZ_BUILD     ?= build-fuzz
+JOBS           ?= 2
+FUZZ_SECONDS   ?= 60
+PACKAGES      := cmake g++ make libopencv-core-dev libopencv-imgcodecs-dev libgtest-dev libgmock-dev libbenchmark-dev libcereal-dev
+# libFuzzer and clang's sanitizer runtimes; GCC's come with g++.
+FUZZ_PACKAGES := clang libclang-rt-14-dev
 # dpkg-shlibdeps and pkg-config: the Debian packages and their test
-PACKAGES += dpkg-dev pkg-config
+PACKAGES      += dpkg-dev pkg-config
 
-.PHONY: all deps build test demo bench clean
+# The instrumented builds: optimised with debug information for readable reports,
+# without the load-time clones (see cmake/ZarvoSanitize.cmake), without the
+# benchmarks and the demo.
+INSTRUMENTED := -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZARVO_WARNINGS_AS_ERRORS=ON -DZARVO_TARGET_CLONES=OFF \
+                -DZARVO_BUILD_BENCHMARKS=OFF -DZARVO_BUILD_EXAMPLES=OFF
+FUZZ_DIR := $(FUZZ_BUILD)/fuzz
+
+.PHONY: all deps fuzz-deps build test test-sanitize test-tsan fuzz demo bench package docs clean
 
 all: build
 
-deps:
+# Installs those of the packages in $(1) that are missing.
+define install-missing
 	@missing=""; \
-	for p in $(PACKAGES); do \
+	for p in $(1); do \
 	  dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q 'install ok installed' || missing="$$missing $$p"; \
 	done; \
 	if [ -n "$$missing" ]; then \
@@ -20,6 +34,13 @@ deps:
 	  if [ "$$(id -u)" -ne 0 ]; then sudo=sudo; else sudo=; fi; \
 	  $$sudo apt-get update && DEBIAN_FRONTEND=noninteractive $$sudo apt-get install -y $$missing; \
 	fi
+endef
+
+deps:
+	$(call install-missing,$(PACKAGES))
+
+fuzz-deps: deps
+	$(call install-missing,$(FUZZ_PACKAGES))
 
 build: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DZARVO_WARNINGS_AS_ERRORS=ON
@@ -28,6 +49,43 @@ build: deps
 test: build
 	ctest --test-dir $(BUILD) --output-on-failure -j$(JOBS)
 
+# The whole suite under AddressSanitizer and UndefinedBehaviorSanitizer; the first
+# report fails its test. InstalledPackage.ConsumerBuildsAndRuns is left out: it
+# builds a project of its own against the installed libraries without sanitizer
+# flags, and a program that loads an ASan library without having the ASan runtime
+# first in its own library list aborts at start.
+test-sanitize: deps
+	cmake -S . -B $(SANITIZE_BUILD) $(INSTRUMENTED) -DZARVO_SANITIZE=address,undefined
+	cmake --build $(SANITIZE_BUILD) -j$(JOBS)
+	ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:check_initialization_order=1 \
+	UBSAN_OPTIONS=print_stacktrace=1 \
+	ctest --test-dir $(SANITIZE_BUILD) --output-on-failure -j$(JOBS) -E '^InstalledPackage\.'
+
+# The concurrency test under ThreadSanitizer.
+test-tsan: deps
+	cmake -S . -B $(TSAN_BUILD) $(INSTRUMENTED) -DZARVO_SANITIZE=thread
+	cmake --build $(TSAN_BUILD) -j$(JOBS) --target zarvo_tests
+	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir $(TSAN_BUILD) --output-on-failure -R '^Concurrency\.'
+
+# Every harness for FUZZ_SECONDS, each from fresh seeds and the corpus it grew
+# before. A crash, a sanitizer report, a leak, one allocation above 256 MB or a
+# process above 2 GB (ASan's shadow and quarantine included) fails the target and
+# leaves the input in $(FUZZ_DIR)/findings/.
+fuzz: fuzz-deps
+	cmake -S . -B $(FUZZ_BUILD) $(INSTRUMENTED) -DCMAKE_CXX_COMPILER=clang++ -DZARVO_BUILD_TESTS=OFF -DZARVO_BUILD_TOOLS=OFF \
+	      -DZARVO_BUILD_FUZZERS=ON -DZARVO_SANITIZE=address,undefined
+	cmake --build $(FUZZ_BUILD) -j$(JOBS)
+	rm -rf $(FUZZ_DIR)/seeds && $(FUZZ_DIR)/fuzz_seeds $(FUZZ_DIR)/seeds
+	@mkdir -p $(FUZZ_DIR)/findings; \
+	for harness in $(FUZZ_DIR)/harness/fuzz_*; do \
+	  name=$${harness##*/fuzz_}; log=$(FUZZ_DIR)/$$name.log; mkdir -p $(FUZZ_DIR)/corpus/$$name; \
+	  $$harness -max_total_time=$(FUZZ_SECONDS) -malloc_limit_mb=256 -rss_limit_mb=2048 -timeout=10 \
+	    -print_final_stats=1 -artifact_prefix=$(FUZZ_DIR)/findings/$$name- \
+	    $(FUZZ_DIR)/corpus/$$name $(FUZZ_DIR)/seeds/$$name >$$log 2>&1 \
+	    || { tail -n 60 $$log; echo "fuzz_$$name failed, log in $$log"; exit 1; }; \
+	  echo "fuzz_$$name: $$(sed -n 's/^stat::number_of_executed_units: *//p' $$log) executions in $(FUZZ_SECONDS) s"; \
+	done
+
 demo: build
 	$(BUILD)/examples/zarvo_demo
 
@@ -35,18 +93,16 @@ bench: build
 	@for b in $(BUILD)/bench/zarvo_bench_*; do echo "== $$b"; $$b || exit 1; done
 
 # Debian packages libzarvo-datatypes and libzarvo-datatypes-dev, written into $(BUILD).
-.PHONY: package
 package: build
 	cd $(BUILD) && cpack -G DEB
 
 # HTML API documentation of the public headers in $(BUILD)/docs/html, from docs/Doxyfile;
 # any Doxygen warning fails it.
 DOCS_PACKAGES := doxygen
-.PHONY: docs
 docs:
-	@$(MAKE) --no-print-directory deps PACKAGES="$(DOCS_PACKAGES)"
+	$(call install-missing,$(DOCS_PACKAGES))
 	mkdir -p $(BUILD)/docs
 	(cat docs/Doxyfile; echo "OUTPUT_DIRECTORY = $(BUILD)/docs") | doxygen -
 
 clean:
-	rm -rf $(BUILD)
+	rm -rf $(BUILD) $(SANITIZE_BUILD) $(TSAN_BUILD) $(FUZZ_BUILD)

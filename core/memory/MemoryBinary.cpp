@@ -19,7 +19,9 @@ void reverseEach(char* out, const char* in, size_t count) {
 
 // Byte reversal needs a byte shuffle to vectorise, which x86-64's baseline lacks:
 // compile the loops for the newer instruction sets too and pick one at load time.
-#if defined(__x86_64__) && defined(__GNUC__)
+// Sanitizer builds define ZARVO_NO_TARGET_CLONES: the load-time resolvers run
+// before a sanitizer runtime is set up and crash once instrumented.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(ZARVO_NO_TARGET_CLONES)
 #define ZARVO_VECTOR_CLONES __attribute__((target_clones("default", "ssse3", "avx2")))
 #else
 #define ZARVO_VECTOR_CLONES
