@@ -18,7 +18,7 @@
 #include <opencv2/imgcodecs.hpp>
 #endif
 
-#include "tools/zarvo-inspect/Inspect.h"
+#include "tools/bytes/ByteView.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tools/zarvo-inspect/Inspect.h"
+#include "tools/bytes/ByteView.h"
 
 #include <sstream>
 #include <stdexcept>
