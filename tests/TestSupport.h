@@ -5,7 +5,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -27,6 +29,14 @@ inline std::string bytesOf(const zarvo::exp::Variant& value, zarvo::exp::Endian 
     size_t size = 0;
     const auto buffer = value.serialize(endian, size);
     return std::string(buffer.get(), size);
+}
+
+/// The 32 bits of a float or a MarkedFloat.
+template <class T>
+std::uint32_t wordOf(T value) {
+    std::uint32_t word;
+    std::memcpy(&word, static_cast<const void*>(&value), 4);
+    return word;
 }
 
 /// Bytes from hex pairs separated by blanks: "0a ff" gives "\x0a\xff".
