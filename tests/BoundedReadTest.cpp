@@ -90,40 +90,26 @@ TEST(BoundedRead, EveryTruncationThrowsAndWholeFormsAgree) {
         }
 }
 
-// The failure names what is missing, counted from the start of the value being read.
-TEST(BoundedRead, ShortInputMessages) {
+// The failure names what is missing, counted from the start of the value being read; matrix headers and
+// implausible counts are refused before anything is allocated, by the open reader too.
+TEST(BoundedRead, ShortInputAndImplausibleHeaderMessages) {
     const std::string device = recordBytes(zarvo::DeviceInfo(1, 2, 3, 4, "2024-01-31"), no_swap);
-    const std::string text = hex("05 00 00 00") + "abc", version = hex("00 00 00 01 00 00 00 02"),
-                      number = hex("09 00 00 00") + "1234";
-    const std::pair<std::function<void(size_t&)>, std::string> cases[] = {
+    const std::string text = hex("05 00 00 00") + "abc", version = hex("00 00 00 01 00 00 00 02");
+    const std::string number = hex("09 00 00 00") + "1234", ends = "Input ends before the value does: ";
+    const std::pair<std::function<void(size_t&)>, std::string> reads[] = {
         {[&](size_t& size) { Memory::deserializeT<std::string>(no_swap, text.data(), text.size(), size); },
-         "5 more bytes needed at offset 4, 3 left"},
+         ends + "5 more bytes needed at offset 4, 3 left"},
         {[](size_t& size) { Variant::deserialize("vecint32", no_swap, "\xff\xff\xff\xff", 4, size); },
-         "17179869180 more bytes needed at offset 4, 0 left"},
+         ends + "17179869180 more bytes needed at offset 4, 0 left"},
         {[&](size_t& size) { zarvo::DeviceInfo::deserialize(no_swap, device.data(), device.size() - 6, size); },
-         "10 more bytes needed at offset 26, 4 left"},
+         ends + "10 more bytes needed at offset 26, 4 left"},
         {[&](size_t& size) { Version::deserialize(swap, version.data(), version.size(), size); },
-         "4 more bytes needed at offset 8, 0 left"},
+         ends + "4 more bytes needed at offset 8, 0 left"},
         {[&](size_t& size) { zarvo::MaterialNumber::deserialize(no_swap, number.data(), number.size(), size); },
-         "9 more bytes needed at offset 4, 4 left"}};
-    for (const auto& [read, message] : cases) {
+         ends + "9 more bytes needed at offset 4, 4 left"}};
+    for (const auto& [read, message] : reads) {
         size_t size = 0;
-        EXPECT_EQ(messageOf([&] { read(size); }), "Input ends before the value does: " + message);
-    }
-}
-
-TEST(BoundedRead, ImplausibleCountsAreRefusedBeforeAllocation) {
-    const std::string huge(
-        "\xff\xff\xff\xff"
-        "abcd",
-        8);
-    for (const char* name : {"string", "vecint32", "vecdouble", "vecstring", "liststring", "listint8", "vecbool"}) {
-        size_t size = 0;
-        EXPECT_EQ(messageOf([&] {
-                      Variant::deserialize(name, no_swap, huge.data(), huge.size(), size);
-                  }).rfind("Input ends before the value does: ", 0),
-                  0u)
-            << name;
+        EXPECT_EQ(messageOf([&] { read(size); }), message);
     }
     // A matrix vector written with no_swap, read with swap: 2^24 elements claimed, and
     // the first one refuses the byte order before anything is sized for the rest.
@@ -131,15 +117,14 @@ TEST(BoundedRead, ImplausibleCountsAreRefusedBeforeAllocation) {
     size_t size = 7;
     EXPECT_EQ(messageOf([&] { Variant::deserialize("veccvmat", swap, matrices.data(), matrices.size(), size); }),
               "Mat only serializable for no_swap endianes");
-    EXPECT_EQ(Variant::deserialize("void", no_swap, huge.data(), 0, size), nullptr);
-    EXPECT_EQ(size, 0u);
-}
+    const std::string huge(8, '\xff');
+    for (const char* name : {"string", "vecdouble", "liststring"})
+        EXPECT_EQ(messageOf([&] { Variant::deserialize(name, no_swap, huge.data(), 8, size); }).find(ends), 0u) << name;
 
-TEST(BoundedRead, MatrixHeadersAreCheckedBeforeAllocation) {
-    auto header = [](std::vector<int> fields) {
-        return std::string(reinterpret_cast<const char*>(fields.data()), 4 * fields.size());
+    const auto header = [](std::vector<int> fields) {
+        return std::string(reinterpret_cast<char*>(fields.data()), 4 * fields.size());
     };
-    const std::pair<std::string, std::string> cases[] = {
+    const std::pair<std::string, std::string> matrixHeaders[] = {
         {header({33}), "Matrix header holds 33 dimensions, at most 32"},
         {header({2, 3, -1, 0, 1, 1}), "Matrix header holds the negative size -1 in dimension 1"},
         {header({2, 1, 1, 8, 1, 1}), "Matrix header holds the depth code 8, not 0 to 7"},
@@ -149,14 +134,11 @@ TEST(BoundedRead, MatrixHeadersAreCheckedBeforeAllocation) {
          "Matrix header holds more elements than memory can address"},
         {header({2, 0x7fffffff, 0x7fffffff, 7, 512, 8}),
          "Matrix header holds more pixel bytes than memory can address"},
-        {header({2, 1000, 1000, 0, 1, 1}),
-         "Input ends before the value does: 1000000 more bytes needed at offset 24, 0 left"},
-    };
-    for (const auto& [bytes, message] : cases) {
-        size_t size = 0;
+        {header({2, 1000, 1000, 0, 1, 1}), ends + "1000000 more bytes needed at offset 24, 0 left"}};
+    for (const auto& [bytes, message] : matrixHeaders) {
         EXPECT_EQ(messageOf([&] { Variant::deserialize("cvmat", no_swap, bytes.data(), bytes.size(), size); }),
                   message);
-        if (message.rfind("Input ends", 0) != 0) {  // the open reader checks headers too
+        if (message.find(ends) != 0) {  // the open reader checks headers too
             EXPECT_EQ(messageOf([&] { Variant::deserialize("cvmat", no_swap, bytes.data(), size); }), message);
         }
     }
