@@ -17,50 +17,40 @@ TEST(ContainerVariant, ByteLayoutsInBothOrders) {
         {hold(std::vector<std::string>{"a", ""}), "02 00 00 00 01 00 00 00 61 00 00 00 00",
          "00 00 00 02 00 00 00 01 61 00 00 00 00"},
         {hold(std::vector<float>{1.0f}), "01 00 00 00 00 00 80 3f", "00 00 00 01 3f 80 00 00"},
-        {hold(std::vector<std::uint64_t>{1}), "01 00 00 00 01 00 00 00 00 00 00 00", "00 00 00 01 00 00 00 00 00 00 00 01"}};
+        {hold(std::vector<std::uint64_t>{1}), "01 00 00 00 01 00 00 00 00 00 00 00",
+         "00 00 00 01 00 00 00 00 00 00 00 01"}};
     for (const auto& [value, noSwap, swapped] : table)
         EXPECT_EQ(bytesOf(*value, no_swap) + "|" + bytesOf(*value, swap), hex(noSwap) + "|" + hex(swapped));
     EXPECT_EQ(hold(std::vector<bool>(33, true))->sizeofT_imp(), 37u);
-    EXPECT_EQ(hold(std::vector<int>{})->sizeofT_imp(), 4u);
 
     // A string with zero bytes travels whole; a vector's bytes read back as a list.
-    const std::string withNul("a\0b", 3);
+    const std::string withNul("a\0b", 3), ints = bytesOf(*hold(std::vector<int>{7, -8, 9}), swap);
     size_t size = 0;
-    EXPECT_EQ(Variant::deserialize("string", swap, bytesOf(*hold(withNul), swap).data(), size)->value<std::string>(),
-              withNul);
-    const std::string ints = bytesOf(*hold(std::vector<int>{7, -8, 9}), swap);
-    EXPECT_EQ(Variant::deserialize("listint32", swap, ints.data(), size)->value<std::list<int>>(),
-              (std::list<int>{7, -8, 9}));
+    EXPECT_EQ(Variant::deserialize("string", swap, bytesOf(*hold(withNul), swap).data(), size)->toString(), withNul);
+    EXPECT_EQ(Variant::deserialize("listint32", swap, ints.data(), size)->toString(), "7;-8;9;");
     EXPECT_EQ(size, 16u);
-    // Written with swap, read with no_swap: a wrong count, not detected.
-    EXPECT_EQ(Memory::deserializeT<std::vector<int>>(no_swap, hex("00 00 00 00").data(), size).size(), 0u);
 }
 
 TEST(ContainerVariant, TextForms) {
     const std::pair<std::shared_ptr<Variant>, const char*> written[] = {
-        {hold(std::vector<int>{1, 2, 3}), "1;2;3;"},           {hold(std::list<bool>{true, false}), "1;0;"},
-        {hold(std::vector<std::string>{"a", "b"}), "a;b;"},     {hold(std::vector<unsigned char>{200, 7}), "200;7;"},
-        {hold(std::vector<double>{0.5, -1e300}), "0.5;-1e+300;"}, {hold(std::string("x;y")), "x;y"},
-        {hold(std::list<int>{}), ""},                           {hold(std::list<char>{'a', ';'}), "a;;;"}};
+        {hold(std::vector<int>{1, 2, 3}), "1;2;3;"},         {hold(std::list<bool>{true, false}), "1;0;"},
+        {hold(std::vector<unsigned char>{200, 7}), "200;7;"}, {hold(std::vector<double>{0.5, -1e300}), "0.5;-1e+300;"},
+        {hold(std::list<int>{}), ""},                         {hold(std::list<char>{'a', ';'}), "a;;;"}};
     for (const auto& [value, text] : written) EXPECT_EQ(value->toString(), text);
     // Type, text read, the text of what was read.
     const char* read[][3] = {{"vecint32", "1;2;3;4", "1;2;3;"}, {"listint32", "7", ""},
                              {"vecint16", "0x10;16;", "16;16;"}, {"vecuint32", ";;", "0;0;"},
                              {"liststring", ";;", ";;"},        {"vecstring", "a;b;c;", "a;b;c;"},
-                             {"vecint8", "-1;0x7f;", "-1;127;"}, {"string", " keep blanks ", " keep blanks "},
-                             {"vecfloat", "", ""}};
+                             {"string", " x;y ", " x;y "},      {"vecfloat", "", ""}};
     for (const auto& [type, text, back] : read) EXPECT_EQ(Variant::fromString(type, text)->toString(), back) << type;
     EXPECT_EQ(Variant::fromString("listchar", "a;;;")->value<std::list<char>>().size(), 3u);
 }
 
 TEST(ContainerVariant, FamiliesAnswerAndCompare) {
-    const auto digits = hold(std::string("42"));
-    EXPECT_EQ(messageOf([&] { digits->toInt32(); }),
+    EXPECT_EQ(messageOf([] { hold(std::string("42"))->toInt32(); }),
               std::string(typeid(std::string).name()) + " is not convertible to " + typeid(int).name());
-    EXPECT_TRUE(digits->isClass() && digits->isComparable() && digits->isSwappable());
-    EXPECT_FALSE(digits->isContainer() || digits->isArithmetic());
     const auto vec = hold(std::vector<int>{});
-    EXPECT_TRUE(vec->isContainer() && vec->isSwappable() && vec->isComparable());
+    EXPECT_TRUE(vec->isContainer() && !hold(std::string())->isContainer());
     EXPECT_THROW(vec->toInt32(), zarvo::Exception);
     EXPECT_EQ(std::string(getStringFromType(typeid(const char*))), "string");
 
@@ -71,10 +61,7 @@ TEST(ContainerVariant, FamiliesAnswerAndCompare) {
         {hold(std::list<std::string>{"a"}), hold(std::list<std::string>{"a", ""}), false}};
     for (const auto& [a, b, equal] : equality) EXPECT_EQ(a->equal_imp(b), equal) << a->toString();
 
-    auto vector = std::make_shared<Variant_<std::vector<int>>>(std::vector<int>{1, 2});
-    std::vector<int> replacement{5};
-    vector->moveImpl(std::move(replacement));
-    EXPECT_TRUE(replacement.empty() && vector->value<std::vector<int>>() == std::vector<int>{5});
+    auto vector = std::make_shared<Variant_<std::vector<int>>>(std::vector<int>{5});
     vector->moveImpl(static_cast<std::vector<int>&&>(*static_cast<std::vector<int>*>(vector->address_imp())));
-    EXPECT_EQ(vector->value<std::vector<int>>(), std::vector<int>{5});
+    EXPECT_EQ(vector->value<std::vector<int>>(), std::vector<int>{5});  // moving a vector into itself changes nothing
 }

@@ -29,26 +29,24 @@ TEST(ScalarVariant, ConversionTableEdges) {
               std::tuple(3000000000u, std::numeric_limits<int>::min(), 10000000000000000000u, 0.1f));
 }
 
-TEST(ScalarVariant, TypedReadAndConstHolder) {
+TEST(ScalarVariant, TypedReadConstHoldersAndEquality) {
     const std::shared_ptr<Variant> number = hold(5);
-    EXPECT_EQ(number->value<int>(), 5);
     EXPECT_EQ(messageOf([&] { number->value<unsigned int>(); }), "Variant-type (i)!= Template-type (j)");
-    EXPECT_TRUE(number->isFundamental() && number->isIntegral() && !number->isFloatingPoint() && !number->isConst());
-    static_cast<Variant_<int>&>(*number).moveImpl(9);
-    EXPECT_EQ(number->value<int>(), 9);
-
     const std::shared_ptr<Variant> constant = std::make_shared<Variant_<const float>>(1.5f);
-    EXPECT_EQ(constant->value<const float>(), 1.5f);
     EXPECT_EQ(failureOf([&] { constant->value<float>(); }),
               "Can't get void* address pointer from const data!|zarvo::exp::Variant_<const float>::address_imp");
     EXPECT_EQ(messageOf([&] { static_cast<Variant_<const float>&>(*constant).moveImpl(2.0f); }),
               "A variant holding const data can not be moved!");
-    EXPECT_EQ(constant->value<const float>(), 1.5f);
-    EXPECT_TRUE(constant->getTypeString() == "float" && constant->isConst() && constant->isFloatingPoint());
-    EXPECT_EQ(bytesOf(*constant, no_swap), bytesOf(*hold(1.5f), no_swap));
-}
+    EXPECT_TRUE(constant->value<const float>() == 1.5f && constant->getTypeString() == "float");
 
-TEST(ScalarVariant, EqualityWidensIntegralsOnly) {
+    const MarkedFloat reading(1.5f, MarkedFloat::Overrange);
+    const std::shared_ptr<Variant> held = std::make_shared<Variant_<const MarkedFloat>>(reading);
+    const std::string marked = typeid(MarkedFloat).name();
+    EXPECT_EQ(messageOf([&] { held->toFloat(); }), marked + " is not convertible to " + typeid(float).name());
+    EXPECT_EQ(messageOf([&] { held->getTypeString(); }), "Unknown type id: " + marked);
+    EXPECT_TRUE(held->value<const MarkedFloat>().isOverrange() && held->toString() == reading.toString());
+    EXPECT_EQ(bytesOf(*held, swap), hex("3f c0 00 05"));
+
     const auto nan = hold(std::nanf(""));
     const std::tuple<std::shared_ptr<Variant>, std::shared_ptr<Variant>, bool> table[] = {
         {hold(5), hold(std::uint64_t(5)), true},           {hold(-1), hold(std::int64_t(-1)), true},
@@ -56,7 +54,9 @@ TEST(ScalarVariant, EqualityWidensIntegralsOnly) {
         {hold<signed char>(-1), hold(4294967295u), false}, {hold(true), hold(char(1)), true},
         {hold('A'), hold(65), true},                       {hold(1.0f), hold(1.0), false},
         {hold(1.0f), hold(1), false},                      {nan, nan, false},
-        {hold(std::string("1")), hold(1), false},          {std::make_shared<Variant_<const float>>(2.5f), hold(2.5f), true}};
+        {hold(std::string("1")), hold(1), false},          {constant, hold(1.5f), true},
+        {held, std::make_shared<Variant_<const MarkedFloat>>(MarkedFloat(1.5f, MarkedFloat::Valid)), true},
+        {held, hold(1.5f), false}};
     for (const auto& [a, b, equal] : table)
         EXPECT_TRUE(a->equal_imp(b) == equal && b->equal_imp(a) == equal) << a->toString() << " " << b->toString();
 }
@@ -72,16 +72,12 @@ TEST(ScalarVariant, ByteFormsInBothOrders) {
     EXPECT_EQ(bytesOf(*hold(0x01020304), Endian(7)), "\x04\x03\x02\x01");  // any non-zero value keeps host order
 
     size_t size = 1234;
-    EXPECT_TRUE(Variant::deserialize("bool", swap, "\x07", size)->toBool());
-    EXPECT_EQ(size, 1u);
+    EXPECT_TRUE(Variant::deserialize("bool", swap, "\x07", size)->toBool() && size == 1);
     const char twoShorts[] = "\x01\x02\x03\x04";
     EXPECT_EQ(Variant::deserialize("uint16", swap, twoShorts, size)->toUInt16(), 0x0102);
     EXPECT_EQ(Variant::deserialize("uint16", no_swap, twoShorts + size, size)->toUInt16(), 0x0403);
-    EXPECT_EQ(Variant::deserialize("int16", no_swap, "\x01\x02", size)->toInt16(), 0x0201);  // mismatch goes unseen
-
     std::ostringstream stream;
-    EXPECT_EQ(hold(0x01020304)->serialize(swap, stream), 4u);
-    EXPECT_EQ(stream.str(), "\x01\x02\x03\x04");
+    EXPECT_TRUE(hold(0x01020304)->serialize(swap, stream) == 4 && stream.str() == "\x01\x02\x03\x04");
 }
 
 TEST(ScalarVariant, TextForms) {
@@ -89,26 +85,10 @@ TEST(ScalarVariant, TextForms) {
                               {"int32", "abc", "0"},     {"int32", "", "0"},         {"double", "   ", "0"},
                               {"char", "  q", "q"},      {"char", "xy", "x"},        {"bool", "1", "1"},
                               {"int8", "-3", "-3"},      {"uint8", "0xff", "255"},   {"double", "2.5e-3", "0.0025"},
-                              {"uint64", "18446744073709551615", "18446744073709551615"}};
+                              {"uint64", "18446744073709551615", "18446744073709551615"}, {"float", "0.1", "0.1"},
+                              {"double", "0.3333333333333333", "0.3333333333333333"}};
     for (const auto& [type, text, expected] : table)
         EXPECT_EQ(Variant::fromString(type, text)->toString(), expected) << type << " " << text;
     EXPECT_EQ(Variant::fromString("char", "")->toInt32(), 0);
-    EXPECT_EQ(hold(0.1f)->toString(), "0.1");
-    EXPECT_EQ(hold(1.0 / 3)->toString(), "0.3333333333333333");
     EXPECT_EQ(Variant::fromString("double", hold(1.0 / 3)->toString())->toDouble(), 1.0 / 3);
-}
-
-TEST(ScalarVariant, ConstantMarkedFloatHolder) {
-    const MarkedFloat reading(1.5f, MarkedFloat::Overrange);
-    const std::shared_ptr<Variant> held = std::make_shared<Variant_<const MarkedFloat>>(reading);
-    EXPECT_TRUE(held->isClass() && held->isConst() && held->isComparable() && held->isSwappable());
-    EXPECT_FALSE(held->isArithmetic() || held->isFloatingPoint() || held->isContainer());
-    const std::string name = typeid(MarkedFloat).name();
-    EXPECT_EQ(messageOf([&] { held->toFloat(); }), name + " is not convertible to " + typeid(float).name());
-    EXPECT_EQ(messageOf([&] { held->value<MarkedFloat>(); }), "Can't get void* address pointer from const data!");
-    EXPECT_EQ(messageOf([&] { held->getTypeString(); }), "Unknown type id: " + name);
-    EXPECT_TRUE(held->value<const MarkedFloat>().isOverrange() && held->toString() == reading.toString());
-    EXPECT_EQ(bytesOf(*held, swap), hex("3f c0 00 05"));
-    EXPECT_TRUE(held->equal_imp(std::make_shared<Variant_<const MarkedFloat>>(MarkedFloat(1.5f, MarkedFloat::Valid))));
-    EXPECT_FALSE(held->equal_imp(hold(1.5f)));
 }
