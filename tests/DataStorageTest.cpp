@@ -6,7 +6,6 @@ using Storage = DataStorage<std::string>;
 using namespace testsupport;
 
 const std::string kStorage = typeid(Storage).name();
-const std::string kAt = "|zarvo::exp::DataStorage<std::__cxx11::basic_string<char> >::";
 
 TEST(DataStorage, KeyedOperationsAtSeveralDepths) {
     Storage s;
@@ -15,35 +14,31 @@ TEST(DataStorage, KeyedOperationsAtSeveralDepths) {
     EXPECT_EQ(s.insert("a.b.c", one).first->first, "a");  // the new group at the level that existed
     EXPECT_EQ(s.insert("a.b.d", hold(2)).first->first, "d");
     const auto again = s.insert("a.b.c", hold(3));
-    EXPECT_TRUE(!again.second && again.first->second == one);
-    EXPECT_FALSE(s.insert("a", hold(4)).second);
+    EXPECT_TRUE(!again.second && again.first->second == one && !s.insert("a", hold(4)).second);
     EXPECT_TRUE(s.insert("", hold(5)).second && s.insert("e.", hold(6)).second);
-    EXPECT_EQ(s.get("a.b.c"), one);
     EXPECT_EQ(s.get("e.")->toInt32() + s.get("")->toInt32(), 11);
-    EXPECT_EQ(s.get("a.b")->getTypeInfo(), typeid(Storage));
-    EXPECT_EQ(s.get("a.x.y"), nullptr);
+    EXPECT_TRUE(s.get("a.b.c") == one && s.get("a.b")->getTypeInfo() == typeid(Storage) && !s.get("a.x.y"));
     std::string keys;
     for (const auto& entry : s) keys += "[" + entry.first + "]";
     EXPECT_EQ(keys, "[][a][e]");
     EXPECT_TRUE(s.erase("a.b.c") && s.erase("a.b.d") && s.erase("a.q.z") && s.erase("nothing"));
-    EXPECT_EQ(s.size(), 3u);
-    EXPECT_EQ(s.get("a.b")->value<Storage>().size(), 0u);  // emptied groups stay
-    EXPECT_TRUE(s.erase("a"));
-    EXPECT_EQ(s.get("a.b"), nullptr);
+    EXPECT_TRUE(s.size() == 3u && s.get("a.b")->value<Storage>().size() == 0u);  // emptied groups stay
+    EXPECT_TRUE(s.erase("a") && s.get("a.b") == nullptr);
 
     s.insert("g.v", hold(1));
     s.insert("p", hold(2.5));
     const Storage before(s);
-    EXPECT_EQ(failureOf([&] { s.insert("p.x.y", hold(1)); }), "not a valid storage type: p" + kAt + "insert");
-    EXPECT_EQ(failureOf([&] { s.insert("g.v.w", hold(1)); }), "not a valid storage type: v" + kAt + "insert");
-    EXPECT_EQ(failureOf([&] { s.erase("g.v.w"); }), "not a valid storage type: v" + kAt + "erase");
-    EXPECT_EQ(failureOf([&] { s.get("p.x"); }), "not a valid storage type: p\ntype: d\nexpected type: " + kStorage + kAt + "get");
-    EXPECT_EQ(failureOf([&] { s.insert("new.k", nullptr); }), "empty value for key: new.k" + kAt + "insert");
+    const std::string at = "|zarvo::exp::DataStorage<std::__cxx11::basic_string<char> >::";
+    EXPECT_EQ(failureOf([&] { s.insert("p.x.y", hold(1)); }), "not a valid storage type: p" + at + "insert");
+    EXPECT_EQ(failureOf([&] { s.erase("g.v.w"); }), "not a valid storage type: v" + at + "erase");
+    EXPECT_EQ(failureOf([&] { s.get("p.x"); }),
+              "not a valid storage type: p\ntype: d\nexpected type: " + kStorage + at + "get");
+    EXPECT_EQ(messageOf([&] { s.insert("new.k", nullptr); }), "empty value for key: new.k");
     EXPECT_TRUE(s == before);
 }
 
 TEST(DataStorage, CopiesDuplicateGroupsAndShareLeaves) {
-    Storage source, assigned, rvalue;
+    Storage source, assigned;
     source.insert("g.h.leaf", hold(7));
     source.insert("top", hold(8));
     assigned.insert("old", hold(0));
@@ -56,16 +51,11 @@ TEST(DataStorage, CopiesDuplicateGroupsAndShareLeaves) {
     }
     assigned.insert("g.h.extra", hold(9));
     EXPECT_EQ(source.get("g.h.extra"), nullptr);
-
     const auto group = source.get("g");
     source = source;
     EXPECT_EQ(source.get("g"), group);
     source = *static_cast<Storage*>(group->address_imp());  // from one of its own groups
     EXPECT_EQ(source.get("h.leaf")->toInt32(), 7);
-    Storage moved(std::move(assigned));
-    EXPECT_EQ(moved.get("g.h.extra")->toInt32(), 9);
-    rvalue = std::move(moved);
-    EXPECT_EQ(moved.size(), 2u);  // assignment from an rvalue copies
 }
 
 TEST(DataStorage, ContainsAndEquality) {
@@ -84,23 +74,19 @@ TEST(DataStorage, ContainsAndEquality) {
     b.erase("g.z");
     b.insert("g.z", hold(3.0));
     EXPECT_FALSE(hold(a)->equal_imp(hold(b)));  // equality goes into groups
-    EXPECT_EQ(failureOf([&] { a.contains(a); }).find("type '" + kStorage + "' can not be serialized to string|"), 0u);
+    EXPECT_EQ(messageOf([&] { a.contains(a); }), "type '" + kStorage + "' can not be serialized to string");
 }
 
 TEST(DataStorage, ByteFormAndHolder) {
     Storage s;
     s.insert("a", hold(1));
     const std::shared_ptr<Variant> holder = hold(s);
-    const std::string noSwap("\1\0\0\0\0\0\0\0" "\1\0\0\0" "a" "\5\0\0\0" "int32" "\1\0\0\0", 26);
     const std::string swapped("\0\0\0\0\0\0\0\1" "\0\0\0\1" "a" "\0\0\0\5" "int32" "\0\0\0\1", 26);
-    EXPECT_EQ(bytesOf(*holder, no_swap), noSwap);
+    EXPECT_EQ(bytesOf(*holder, no_swap),
+              hex("01 00 00 00 00 00 00 00 01 00 00 00") + "a" + hex("05 00 00 00") + "int32" + hex("01 00 00 00"));
     EXPECT_EQ(bytesOf(*holder, swap), swapped);
-    s.insert("g.v", hold(1));
-    EXPECT_EQ(failureOf([&] { hold(s)->sizeofT_imp(); }), "Unknown type id: " + kStorage + "|zarvo::exp::TypeObject::find");
-
     size_t size = 0;
-    EXPECT_TRUE(Variant_<Storage>::deserialize_imp(swap, swapped.data(), size)->equal_imp(holder));
-    EXPECT_EQ(size, 26u);
-    static_cast<Variant_<Storage>&>(*holder).moveImpl(std::move(s));
-    EXPECT_EQ(holder->value<Storage>().size() + s.size(), 4u);  // copied in: the argument keeps its entries
+    EXPECT_TRUE(Variant_<Storage>::deserialize_imp(swap, swapped.data(), size)->equal_imp(holder) && size == 26u);
+    s.insert("g.v", hold(1));  // a group needs the holder type registered
+    EXPECT_EQ(messageOf([&] { hold(s)->sizeofT_imp(); }), "Unknown type id: " + kStorage);
 }

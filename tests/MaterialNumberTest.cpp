@@ -31,64 +31,41 @@ const std::string kNotSupported = "runtime_error: not supported - feel free to i
 
 }  // namespace
 
-TEST(MaterialNumber, TextInputs) {
-    const std::pair<const char*, std::string> cases[] = {
-        {"1234 5678", "1234 5678|"},
-        {"1234 5678 90", "1234 5678 90|ident"},
-        {"12345678", kLength + "12345678"},
-        {"1234 56789", kLength + "1234 56789"},
-        {"12 34 5678", kLength + "12 34 5678"},
-        {"", kLength},
+TEST(MaterialNumber, TextAndIntegerInputs) {
+    const std::pair<const char*, std::string> texts[] = {
+        {"1234 5678", "1234 5678|"},           {"1234 5678 90", "1234 5678 90|ident"},
+        {"12345678", kLength + "12345678"},     {"1234 56789", kLength + "1234 56789"},
+        {"12 34 5678", kLength + "12 34 5678"}, {"", kLength},
         {"123456789", kInvaild + "a blank character: 123456789"},
         {"12 3 5678", kInvaild + "a blank character: 12 3 5678"},
         {"123 45678", kInvaild + "Format like XXXX XXXX: 123 45678"},
-        {"1234 567890", kLength + "1234 567890"},
-        {"1234 5678901", kInvalid + "two blank characters: 1234 5678901"},
         {"1234 5 78 90", kInvalid + "two blank characters: 1234 5 78 90"},
         {"1234 567 890", kInvalid + "Format like XXXX XXXX XX: 1234 567 890"},
-        {"12345 678 90", kInvalid + "Format like XXXX XXXX XX: 12345 678 90"}};
-    for (const auto& [text, expected] : cases) EXPECT_EQ(outcome([&] { return MaterialNumber::fromString(text); }), expected);
-    // Characters are checked before the format.
-    for (const char* text : {"1234 567a", "abc", "1234-5678", "1234\t5678"})
-        EXPECT_EQ(outcome([&] { return MaterialNumber::fromString(text); }),
-                  "invalid_argument: Materialnumber contains invalid characters, make sure only the following "
-                  "characters are used: 0123456789 ")
-            << text;
-}
-
-TEST(MaterialNumber, IntegerInputs) {
-    const std::pair<std::uint64_t, std::string> cases[] = {
-        {0, kLength + "0"},          {999, kLength + "999"},         {1000, "0000 1000|"},
-        {1234, "0000 1234|"},        {99999999, "9999 9999|"},       {100000000, "0100 0000 00|ident"},
-        {123456789, "0123 4567 89|ident"}, {9999999999, "9999 9999 99|ident"}, {10000000000, kLength + "10000000000"},
+        {"1234-5678", "invalid_argument: Materialnumber contains invalid characters, make sure only the following "
+                      "characters are used: 0123456789 "}};  // characters are checked before the format
+    for (const auto& [text, expected] : texts)
+        EXPECT_EQ(outcome([&] { return MaterialNumber::fromString(text); }), expected);
+    const std::pair<std::uint64_t, std::string> numbers[] = {
+        {999, kLength + "999"},              {1000, "0000 1000|"},         {99999999, "9999 9999|"},
+        {100000000, "0100 0000 00|ident"},   {9999999999, "9999 9999 99|ident"}, {10000000000, kLength + "10000000000"},
         {std::numeric_limits<std::uint64_t>::max(), kLength + "-1"}};  // taken as signed
-    for (const auto& [number, expected] : cases)
+    for (const auto& [number, expected] : numbers)
         EXPECT_EQ(outcome([&] { return MaterialNumber(number, MaterialNumber::numeric); }), expected) << number;
 }
 
-TEST(MaterialNumber, TypesOtherThanNumeric) {
+TEST(MaterialNumber, TypesOtherThanNumericAndCutForms) {
     const std::string selection = "invalid_argument: Invalid selection of type for your input of MaterialNumber:";
     EXPECT_EQ(outcome([] { return MaterialNumber("1234 5678", MaterialNumber::alphanumeric); }), kNotSupported);
-    EXPECT_EQ(outcome([] { return MaterialNumber(12345678, MaterialNumber::alphanumeric); }), kNotSupported);
     EXPECT_EQ(outcome([] { return MaterialNumber("abc", MaterialNumber::invalid); }), selection + "abc");
     EXPECT_EQ(outcome([] { return MaterialNumber(42, MaterialNumber::invalid); }), selection + "42");
-    for (auto type : {MaterialNumber::none, MaterialNumber::NumberType(7)}) {
-        const MaterialNumber fromText("junk", type), fromInteger(12345678, type);
-        EXPECT_TRUE(fromText == fromInteger && fromText.getType() == type && !fromText.hasIdent());
-        EXPECT_TRUE(fromText.toString(true).empty() && fromText.toInteger(false) == 0);
-    }
-    EXPECT_TRUE(MaterialNumber("1234 5678", MaterialNumber::none) == MaterialNumber());
+    const MaterialNumber fromText("junk", MaterialNumber::NumberType(7)), fromInteger(12345678, MaterialNumber::none);
+    EXPECT_TRUE(fromText == fromInteger && fromText == MaterialNumber() && fromText.toString(true).empty());
     EXPECT_FALSE(MaterialNumber::fromString("1234 5678") == MaterialNumber(12345678, MaterialNumber::none));
-}
 
-TEST(MaterialNumber, CutFormsAndCopies) {
     const MaterialNumber ident = MaterialNumber::fromString("1234 5678 90"), plain(1234, MaterialNumber::numeric);
     EXPECT_TRUE(ident.toString(true) == "1234 5678" && ident.toString(false) == "1234 5678 90");
     EXPECT_TRUE(ident.toInteger(true) == 12345678 && ident.toInteger(false) == 1234567890);
     EXPECT_TRUE(plain.toString(true) == "0000 1234" && plain.toInteger(true) == 1234 && plain.toInteger(false) == 1234);
-    MaterialNumber copy;
-    copy = ident;
-    EXPECT_TRUE(copy == ident && MaterialNumber(copy) == ident && !(copy == plain));
 }
 
 TEST(MaterialNumber, ByteFormsValidatedOnReading) {
@@ -96,8 +73,6 @@ TEST(MaterialNumber, ByteFormsValidatedOnReading) {
     EXPECT_EQ(recordBytes(number, zarvo::exp::no_swap), hex("0c 00 00 00") + "1234 5678 90" + hex("00"));
     EXPECT_EQ(recordBytes(number, zarvo::exp::swap), hex("00 00 00 0c") + "1234 5678 90" + hex("00"));
     EXPECT_EQ(recordBytes(MaterialNumber(), zarvo::exp::swap), hex("00 00 00 00 02"));
-    for (auto endian : {zarvo::exp::swap, zarvo::exp::no_swap})
-        EXPECT_TRUE(readBack<MaterialNumber>(recordBytes(MaterialNumber(), endian), endian) == MaterialNumber());
     size_t size = 0;
     const auto read = [&](const std::string& bytes) {
         return outcome([&] { return MaterialNumber::deserialize(zarvo::exp::no_swap, bytes.data(), size); });
