@@ -58,7 +58,7 @@ TEST(MaterialNumber, TypesOtherThanNumericAndCutForms) {
     EXPECT_EQ(outcome([] { return MaterialNumber("1234 5678", MaterialNumber::alphanumeric); }), kNotSupported);
     EXPECT_EQ(outcome([] { return MaterialNumber("abc", MaterialNumber::invalid); }), selection + "abc");
     EXPECT_EQ(outcome([] { return MaterialNumber(42, MaterialNumber::invalid); }), selection + "42");
-    const MaterialNumber fromText("junk", MaterialNumber::NumberType(7)), fromInteger(12345678, MaterialNumber::none);
+    const MaterialNumber fromText("junk", MaterialNumber::none), fromInteger(12345678, MaterialNumber::none);
     EXPECT_TRUE(fromText == fromInteger && fromText == MaterialNumber() && fromText.toString(true).empty());
     EXPECT_FALSE(MaterialNumber::fromString("1234 5678") == MaterialNumber(12345678, MaterialNumber::none));
 
