@@ -1,10 +1,7 @@
 // A storage with groups has a byte form only once its holder type is registered, as
 // an application does here. Built as a test program of its own, so that the other
 // tests see the library's registry as it ships.
-#include <gtest/gtest.h>
-
 #include "core/datatypes/DataStorage.h"
-#include "core/datatypes/TypeObject.h"
 #include "tests/TestSupport.h"
 
 using namespace zarvo::exp;
@@ -35,16 +32,12 @@ TEST(StorageRoundTrip, NestedGroupsTravelInBothByteOrders) {
     s.erase("camera.empty.x");
     s.insert("name", hold(std::string("probe")));
     for (Endian endian : {no_swap, swap}) {
-        std::string bytes(s.sizeofType(), '\0');
-        ASSERT_EQ(s.serialize(endian, bytes.data()), bytes.size());
-        size_t open = 0, bounded = 0;
-        EXPECT_TRUE(Storage::deserialize(endian, bytes.data(), open) == s);
-        EXPECT_TRUE(Storage::deserialize(endian, bytes.data(), bytes.size(), bounded) == s);
-        EXPECT_TRUE(open == bytes.size() && bounded == bytes.size());
-        EXPECT_EQ(Storage::deserialize(endian, bytes.data(), open).get("camera.empty")->getTypeString(), "storage");
+        const std::string bytes = recordBytes(s, endian);
+        const Storage back = readBack<Storage>(bytes, endian);
+        EXPECT_TRUE(back == s && back.get("camera.empty")->getTypeString() == "storage");
         for (size_t cut = 0; cut < bytes.size(); ++cut) {
-            const std::vector<char> part(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(cut));
-            EXPECT_THROW(Storage::deserialize(endian, part.data(), cut, bounded), zarvo::Exception) << cut;
+            size_t size = 0;
+            EXPECT_THROW(Storage::deserialize(endian, std::string(bytes, 0, cut).data(), cut, size), zarvo::Exception);
         }
     }
 }
@@ -53,20 +46,15 @@ TEST(StorageRoundTrip, MalformedEntriesYieldNoStorage) {
     const std::string one("\0\0\0\1", 4);
     std::string deep = storageOf(0, "");
     for (int level = 0; level < 65; ++level) deep = storageOf(1, entry("g", "storage", deep));
-    const struct {
-        std::string bytes;
-        std::string message;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {storageOf(2, entry("a", "int32", one) + entry("a", "int32", one)), "Storage key appears twice: a"},
         {storageOf(1, entry("a.b", "int32", one)), "Storage key holds a '.': a.b"},
-        {storageOf(1, entry("a", "nosuch", one)),
-         "Unknown type string: nosuch (Type registered with ZARVO_REGISTER_METATYPE(...) ?)"},
         {storageOf(1, entry("a", "void", "")), "Storage entry holds no value: a (type void)"},
         {deep, "Storage groups nested deeper than 64 levels"},
-        {std::string(8, '\xff'), "Input ends before the value does: 18446744073709551615 more bytes needed at offset 8, 0 left"},
-    };
-    for (const auto& c : cases) {
+        {std::string(8, '\xff'),
+         "Input ends before the value does: 18446744073709551615 more bytes needed at offset 8, 0 left"}};
+    for (const auto& [bytes, message] : cases) {
         size_t size = 0;
-        EXPECT_EQ(messageOf([&] { Storage::deserialize(swap, c.bytes.data(), c.bytes.size(), size); }), c.message);
+        EXPECT_EQ(messageOf([&] { Storage::deserialize(swap, bytes.data(), bytes.size(), size); }), message);
     }
 }
