@@ -11,18 +11,6 @@ const std::string kCurator = "|zarvo::exp::Curator::", kStorage = "|zarvo::exp::
 
 std::string textOf(const std::shared_ptr<Variant>& value) { return value ? value->toString() : "-"; }
 
-// An int curator that logs its list when handed on, and each admitted value beside the one still cached.
-struct Probe : Curator {
-    explicit Probe(std::string& log)
-        : Curator([&log](const Ids& ids) { log += "invalidate " + std::to_string(ids.size()) + ";"; }, {4, 5}),
-          m_log(log) {}
-    const std::type_info& getTypeInfo() const override { return typeid(int); }
-    void onNewValue(const std::shared_ptr<Variant>& v) override {
-        m_log += "new " + textOf(v) + " over " + textOf(get()) + ";";
-    }
-    std::string& m_log;
-};
-
 // Curators 0..n-1 of type int, each holding its id, then listing its dependents.
 void fill(CuratorStorage& storage, const std::vector<Ids>& depends) {
     for (unsigned int id = 0; id < depends.size(); ++id) storage.addCurator<int>(id).set(hold(int(id)));
@@ -55,9 +43,8 @@ TEST(Curator, GetGeneratesOnceAndCachesUntilInvalidated) {
         curator.setValidator([](const std::shared_ptr<Variant>&) { return false; });  // get never asks it
         curator.setGenerator([&, generated = generated] { return ++calls, generated; }, "");
         EXPECT_EQ(failureOf([&] { curator.get(); }) + failureOf([&] { curator.get(); }), failure + failure);
-        EXPECT_EQ(calls, callsForTwoGets) << kept;
         curator.setGenerator(nullptr, "");
-        EXPECT_EQ(textOf(curator.get()), kept);
+        EXPECT_TRUE(calls == callsForTwoGets && textOf(curator.get()) == kept) << kept;
     }
 
     Curator_<int> curator;
@@ -76,43 +63,38 @@ TEST(Curator, GetGeneratesOnceAndCachesUntilInvalidated) {
 
 TEST(Curator, SetConvertsValidatesAnnouncesAndRefuses) {
     std::string log;
-    Probe probe(log);
-    probe.setValidator(
-        [&](const std::shared_ptr<Variant>& v) { return log += "valid? " + textOf(v) + ";", v->toInt32() < 9; });
-    probe.set(hold(1));
-    EXPECT_EQ(failureOf([&] { probe.getConverted(typeid(double)); }),
-              "Data types does not match and there is no converter avaiable!" + kCurator + "getConverted");
-    const Curator::Converter toFloat = [](auto&, auto&) { return hold(2.5f); };
-    const std::tuple<Curator::Converter, std::shared_ptr<Variant>, std::string> refusals[] = {
-        {nullptr, nullptr,
-         "Data can not be set to an empty pointer - use invalidate to clear data!" + kCurator + "set"},
-        {nullptr, hold(2.5),
+    Curator_<int> curator([&](const Ids& ids) { log += "invalidate " + std::to_string(ids.size()) + ";"; }, {4, 5});
+    curator.setValidator([&](const auto& v) { return log += "valid? " + textOf(v) + ";", v->toInt32() < 9; });
+    curator.set(hold(1));
+    const std::pair<std::function<void()>, std::string> refusals[] = {
+        {[&] { curator.set(nullptr); }, "Data can not be set to an empty pointer - use invalidate to clear data!"},
+        {[&] { curator.set(hold(2.5)); },
          "Datatype of new data does not match and no conversion is available! \ncurator type:i variable type: d"},
-        {[](auto&, auto&) { return nullptr; }, hold(2.5),
+        {[&] { curator.getConverted(typeid(double)); },
+         "Data types does not match and there is no converter avaiable!"},
+        {[&] { curator.setConverter([](auto&, auto&) { return nullptr; }), curator.set(hold(2.5)); },
          "Conversion of new data gave no value! curator type: i variable type: d"},
-        {toFloat, hold(2.5), "Type of new data does not match!" + kCurator + "setImpl"}};
-    for (const auto& [converter, value, failure] : refusals) {
-        probe.setConverter(converter);
-        const std::string got = failureOf([&, value = value] { probe.set(value); });
-        EXPECT_EQ(failure.find('|') == std::string::npos ? got.substr(0, got.rfind('|')) : got, failure);
-    }
-    EXPECT_EQ(log + textOf(probe.get()), "valid? 1;new 1 over -;1");  // no failure got as far as the validator
+        {[&] { curator.setConverter([](auto&, auto&) { return hold(2.5f); }), curator.set(hold(2.5)); },
+         "Type of new data does not match!"}};
+    EXPECT_EQ(functionOf(errorOf(refusals[0].first)) + " " + functionOf(errorOf(refusals[2].first)),
+              "zarvo::exp::Curator::set zarvo::exp::Curator::getConverted");
+    for (const auto& [action, message] : refusals) EXPECT_EQ(messageOf(action), message);
+    EXPECT_EQ(log + textOf(curator.get()), "valid? 1;invalidate 2;1");  // no failure got as far as the validator
 
-    int conversions = 0;
-    probe.setConverter([&](const std::shared_ptr<Variant>& v, const std::type_info& type) {
-        return ++conversions, type == typeid(int) ? hold(v->toInt32()) : hold(v->toDouble());
+    curator.setConverter([&](const std::shared_ptr<Variant>& v, const std::type_info& type) {
+        return type == typeid(int) ? hold(v->toInt32()) : hold(v->toDouble());
     });
-    probe.set(hold(2.5));                                     // validator, onNewValue and cache see the converted value
-    EXPECT_EQ(probe.getConverted(typeid(int)), probe.get());  // no conversion
-    EXPECT_EQ(probe.getConverted(typeid(double))->toDouble() + probe.getConverted(typeid(double))->toDouble(), 4.0);
-    EXPECT_EQ(conversions, 3);  // getConverted keeps nothing
     log.clear();
-    EXPECT_EQ(failureOf([&] { probe.set(hold(9)); }), "New value is not valid!" + kCurator + "setImpl");
-    EXPECT_EQ(log + textOf(probe.get()), "valid? 9;invalidate 2;-");  // dependents told before the throw
-    probe.invalidate();                                               // an empty curator passes its list on too
-    EXPECT_EQ(messageOf([&] { probe.getConverted(typeid(int)); }),
+    curator.set(hold(2.5));  // validator and cache see the converted value
+    EXPECT_EQ(log + textOf(curator.get()), "valid? 2;invalidate 2;2");
+    EXPECT_EQ(curator.getConverted(typeid(int)), curator.get());  // no conversion
+    EXPECT_EQ(curator.getConverted(typeid(double))->toDouble(), 2.0);
+    EXPECT_EQ(failureOf([&] { curator.set(hold(9)); }), "New value is not valid!" + kCurator + "setImpl");
+    EXPECT_EQ(log + textOf(curator.get()), "valid? 2;invalidate 2;valid? 9;invalidate 2;-");  // told before the throw
+    curator.invalidate();  // an empty curator passes its list on too
+    EXPECT_EQ(messageOf([&] { curator.getConverted(typeid(int)); }),
               "No data available to convert! The curator holds no value.");
-    EXPECT_EQ(log, "valid? 9;invalidate 2;invalidate 2;");
+    EXPECT_EQ(log, "valid? 2;invalidate 2;valid? 9;invalidate 2;invalidate 2;");
 }
 
 TEST(CuratorStorage, SlotsAndTheirFailures) {
@@ -128,8 +110,6 @@ TEST(CuratorStorage, SlotsAndTheirFailures) {
         {[&] { storage.set(3, hold(1)); }, "Try to access empty curator! ID = 3" + kStorage + "find"},
         {[&] { storage.get(1); }, "No data available for requested curator: ID = 1" + kStorage + "get"},
         {[&] { storage.removeCurator(17); }, "ID: 17does not exits!" + kStorage + "removeCurator"},
-        {[&] { storage.addCurator<int>(5); },
-         "No Curator available for requested ID! ID = 5" + kStorage + "addCurator"},
         {[&] { storage.addCurator<int>(1); }, "Curator slot is already in use! ID = 1" + kStorage + "addCurator"},
         {[&] { storage.setSourceFile(9, "a"); }, "No Curator available for requested ID! ID = 9" + kStorage + "find"},
         {[] { CuratorStorage().setSourceFile(9, "a"); },
@@ -152,8 +132,7 @@ TEST(CuratorStorage, SlotsAndTheirFailures) {
     std::list<std::string> files{"stale"};
     std::map<unsigned int, Ids> depends{{7, {7}}};
     storage.getAllSourceFiles(files), storage.getDependMap(depends);
-    EXPECT_EQ(files, std::list<std::string>{"gain"});
-    EXPECT_EQ(depends, (std::map<unsigned int, Ids>{{1, {}}, {2, {1}}}));
+    EXPECT_TRUE(files == std::list<std::string>{"gain"} && depends == (std::map<unsigned int, Ids>{{1, {}}, {2, {1}}}));
 }
 
 TEST(CuratorStorage, InvalidationWalksDepthFirstAndStopsAtCycles) {
@@ -169,12 +148,11 @@ TEST(CuratorStorage, InvalidationWalksDepthFirstAndStopsAtCycles) {
     EXPECT_EQ(messageOf([&] { cycles.find(0)->invalidate(); }), "No Curator available for requested ID! ID = 9");
     EXPECT_EQ(cached(cycles), "--1");
     cycles.replaceDepends(1, {0});
-    EXPECT_EQ(failureOf([&] { cycles.find(0)->invalidate(); }),
-              "Cyclic curator dependency! ID = 0" + kStorage + "invalidateDepends");
-    EXPECT_EQ(messageOf([&] { cycles.set(1, hold(1)); }), "Cyclic curator dependency! ID = 1");
+    EXPECT_EQ(failureOf([&] { cycles.set(1, hold(1)); }),
+              "Cyclic curator dependency! ID = 1" + kStorage + "invalidateDepends");
     cycles.replaceDepends(1, {2});
     cycles.set(2, hold(2));
-    cycles.find(0)->invalidate();  // no mark left behind by the failed walks
+    cycles.find(0)->invalidate();  // no mark left behind by the failed walk
     EXPECT_EQ(cached(cycles), "---");
 
     const unsigned int length = 10000;  // the walk keeps its own stack
@@ -190,10 +168,10 @@ TEST(CuratorStorage, MarkedFloatConverterAndMatValidator) {
     storage.addCurator<float>(0);
     storage.addCurator<MarkedFloat>(1);
     storage.setConverterMarkedFloat(0), storage.setConverterMarkedFloat(1);
-    storage.set(0, hold(MarkedFloat(1.5f, MarkedFloat::Overrange)));                    // word 0x3FC00005
-    EXPECT_EQ(wordOf(storage.get(0)->value<const float>()), 0x3FC00005u);               // the mark stays in the bits
-    storage.set(1, hold(MarkedFloat(1.5f, MarkedFloat::Underrange).toFloat()));         // a float of word 0x3FC00003
-    EXPECT_EQ(wordOf(storage.get(1)->value<const MarkedFloat>()), 0x3FC00002u);         // bit 0 cleared
+    storage.set(0, hold(MarkedFloat(1.5f, MarkedFloat::Overrange)));             // word 0x3FC00005
+    EXPECT_EQ(wordOf(storage.get(0)->value<const float>()), 0x3FC00005u);        // the mark stays in the bits
+    storage.set(1, hold(MarkedFloat(1.5f, MarkedFloat::Underrange).toFloat()));  // a float of word 0x3FC00003
+    EXPECT_EQ(wordOf(storage.get(1)->value<const MarkedFloat>()), 0x3FC00002u);  // bit 0 cleared
     EXPECT_EQ(wordOf(storage.getConverted(1, typeid(float))->value<const float>()), 0x3FC00002u);
     EXPECT_EQ(storage.getConverted(1, typeid(int)), nullptr);
 
