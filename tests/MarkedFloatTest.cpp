@@ -65,22 +65,19 @@ TEST(MarkedFloat, MarkTablesOfSumAndDifference) {
     M ratio = under;
     ratio /= over;
     EXPECT_EQ(wordOf(bits010 * other), marked(bits010.toFloat() * other.toFloat(), 3));
-    EXPECT_TRUE(wordOf(under / over) == marked(under.toFloat() / over.toFloat(), 3)
-                && wordOf(ratio) == wordOf(under / over));
+    EXPECT_TRUE(wordOf(under / over) == marked(under.toFloat() / over.toFloat(), 3) &&
+                wordOf(ratio) == wordOf(under / over));
+    for (M result : {under + 1.0f, under * 3.0, under - 0.5, under / 4.0f}) EXPECT_TRUE(result.isUnderrange());
 }
 
-TEST(MarkedFloat, PlainOperandsUnaryMinusAndMathFunctions) {
+TEST(MarkedFloat, UnaryMinusMathFunctionsAndZeroDivisors) {
     const M under(-2.0f, M::Underrange);
-    for (M result : {under + 1.0f, under * 3.0, under - 0.5, under / 4.0f}) EXPECT_TRUE(result.isUnderrange());
-    EXPECT_EQ(wordOf(under + 1.0), marked(under.toFloat() + 1.0f, 3));
-    EXPECT_EQ(wordOf(of(0x40000002) * 1.0f), 0x40000002u);
     EXPECT_TRUE(wordOf(M(1.0f, M::Valid) / 0.0f) == wordOf(INFINITY) && (M(1.0f, M::Overrange) / 0.0f).isOverrange());
     EXPECT_EQ(wordOf(M(1.0f, M::Valid) / M()), 0x7FC00007u);
     EXPECT_EQ(std::tuple(wordOf(-M(0.0f, M::Valid)), wordOf(-under), wordOf(std::fabs(under)),
                          wordOf(std::ceil(M(1.2f, M::Valid))), wordOf(std::floor(M(1.7f, M::Overrange)))),
               std::tuple(0u, 0x40000005u, 0x40000003u, wordOf(2.0f), 0x3F800005u));
     EXPECT_EQ(wordOf(std::pow(under, 2)), marked(under.toFloat() * under.toFloat(), 3));
-    EXPECT_EQ(wordOf(std::pow(M(4.0f, M::OtherMark), 0.5f)), marked(std::pow(of<float>(0x40800001), 0.5f), 1));
 }
 
 TEST(MarkedFloat, ComparisonsClippingAndRangeCheck) {
@@ -110,7 +107,7 @@ TEST(MarkedFloat, ComparisonsClippingAndRangeCheck) {
     EXPECT_TRUE(std::string(thrown) == "Minimum greater than maximum." && wordOf(value) == 0x7FC00007u);
 }
 
-TEST(MarkedFloat, LegacyTableBothReadersAndWriter) {
+TEST(MarkedFloat, LegacyAndWireForms) {
     // Code, what fromLegacy leaves, what the constructor with Legacy leaves.
     const std::uint32_t rows[][3] = {
         {0x81, 0x85, 0x7F7FFFFD},         {0x82, 0x83, 0xFF7FFFFB},         {0x83, 0x7FC00007, 0x7FC00007},
@@ -124,6 +121,12 @@ TEST(MarkedFloat, LegacyTableBothReadersAndWriter) {
     const std::pair<M, std::uint32_t> written[] = {{mark(1.0f, 5), 0x81}, {mark(1.0f, 3), 0x82}, {mark(1.0f, 7), 0x84},
                                                    {M(), 0x85}, {mark(1.0f, 1), 0x8A}, {of(0x40000006), 0x40000006}};
     for (const auto& [value, code] : written) EXPECT_EQ(wordOf(value.toLegacy()), code);
+
+    const M value = of(0x7FC12345);  // the wire form keeps marks and NaN payload
+    EXPECT_EQ(testsupport::recordBytes(value, zarvo::exp::swap), testsupport::hex("7f c1 23 45"));
+    EXPECT_EQ(testsupport::recordBytes(value, zarvo::exp::no_swap), testsupport::hex("45 23 c1 7f"));
+    for (auto endian : {zarvo::exp::swap, zarvo::exp::no_swap, zarvo::exp::Endian(3)})
+        EXPECT_EQ(wordOf(testsupport::readBack<M>(testsupport::recordBytes(value, endian), endian)), 0x7FC12345u);
 }
 
 TEST(MarkedFloat, TextFormsAndStreamReader) {
@@ -135,10 +138,8 @@ TEST(MarkedFloat, TextFormsAndStreamReader) {
         EXPECT_EQ(states[i].toString(), texts[i]);
         streamed << states[i] << ';';
     }
-    EXPECT_EQ(streamed.str(), "nan (Empty);1.5 (Underrange);1.5 (Overrange);1.5;1.5;1.5;");
-    std::ostringstream precise;
-    precise << std::setprecision(9) << M(1.0f, M::Overrange);
-    EXPECT_EQ(precise.str(), "1.0000006 (Overrange)");
+    streamed << std::setprecision(9) << M(1.0f, M::Overrange);  // the caller's settings
+    EXPECT_EQ(streamed.str(), "nan (Empty);1.5 (Underrange);1.5 (Overrange);1.5;1.5;1.5;1.0000006 (Overrange)");
     EXPECT_EQ(wordOf(M::fromString(" 2.5 (Underrange)")), wordOf(2.5f));
 
     // What each text leaves in a target that held an overrange 9: a failed read keeps
@@ -163,12 +164,4 @@ TEST(MarkedFloat, TextFormsAndStreamReader) {
     std::istringstream stream("1x");
     EXPECT_THAT(testsupport::errorOf([&] { stream >> target; }).where(),
                 testing::MatchesRegex(".*core/datatypes/MarkedFloat.cpp: [0-9]+: operator >>\\(\\.\\.\\)\n"));
-}
-
-TEST(MarkedFloat, WireFormInBothOrders) {
-    const M value = of(0x7FC12345);
-    EXPECT_EQ(testsupport::recordBytes(value, zarvo::exp::swap), testsupport::hex("7f c1 23 45"));
-    EXPECT_EQ(testsupport::recordBytes(value, zarvo::exp::no_swap), testsupport::hex("45 23 c1 7f"));
-    for (auto endian : {zarvo::exp::swap, zarvo::exp::no_swap, zarvo::exp::Endian(3)})
-        EXPECT_EQ(wordOf(testsupport::readBack<M>(testsupport::recordBytes(value, endian), endian)), 0x7FC12345u);
 }
