@@ -50,15 +50,14 @@ TEST(DataStorage, CopiesDuplicateGroupsAndShareLeaves) {
         EXPECT_TRUE(c.get("g") != source.get("g") && c.get("g.h") != source.get("g.h"));
     }
     assigned.insert("g.h.extra", hold(9));
-    EXPECT_EQ(source.get("g.h.extra"), nullptr);
     const auto group = source.get("g");
     source = source;
-    EXPECT_EQ(source.get("g"), group);
+    EXPECT_TRUE(source.get("g") == group && source.get("g.h.extra") == nullptr);
     source = *static_cast<Storage*>(group->address_imp());  // from one of its own groups
     EXPECT_EQ(source.get("h.leaf")->toInt32(), 7);
 }
 
-TEST(DataStorage, ContainsAndEquality) {
+TEST(DataStorage, ContainsEqualityAndByteForm) {
     Storage a, b;
     EXPECT_TRUE(!a.contains(b) && a == b);
     a.insert("x", hold(1));
@@ -75,9 +74,7 @@ TEST(DataStorage, ContainsAndEquality) {
     b.insert("g.z", hold(3.0));
     EXPECT_FALSE(hold(a)->equal_imp(hold(b)));  // equality goes into groups
     EXPECT_EQ(messageOf([&] { a.contains(a); }), "type '" + kStorage + "' can not be serialized to string");
-}
 
-TEST(DataStorage, ByteFormAndHolder) {
     Storage s;
     s.insert("a", hold(1));
     const std::shared_ptr<Variant> holder = hold(s);

@@ -47,7 +47,7 @@ TEST(MarkedFloat, WordsOfConstructorSettersAndPredicates) {
     }
 }
 
-TEST(MarkedFloat, MarkTablesOfSumAndDifference) {
+TEST(MarkedFloat, ArithmeticMarks) {
     const std::uint32_t marks[5] = {0, 1, 3, 5, 7};  // valid, other, under, over, invalid
     const unsigned sum[5][5] = {{0, 1, 3, 5, 7}, {1, 1, 3, 5, 7}, {3, 3, 3, 7, 7}, {5, 5, 7, 5, 7}, {7, 7, 7, 7, 7}};
     const unsigned dif[5][5] = {{0, 1, 5, 3, 7}, {1, 1, 5, 3, 7}, {3, 3, 7, 3, 7}, {5, 5, 5, 7, 7}, {7, 7, 7, 7, 7}};
@@ -68,16 +68,15 @@ TEST(MarkedFloat, MarkTablesOfSumAndDifference) {
     EXPECT_TRUE(wordOf(under / over) == marked(under.toFloat() / over.toFloat(), 3) &&
                 wordOf(ratio) == wordOf(under / over));
     for (M result : {under + 1.0f, under * 3.0, under - 0.5, under / 4.0f}) EXPECT_TRUE(result.isUnderrange());
-}
 
-TEST(MarkedFloat, UnaryMinusMathFunctionsAndZeroDivisors) {
-    const M under(-2.0f, M::Underrange);
+    // Unary minus mirrors the mark, math functions keep it, zero divisors change nothing.
+    const M negative(-2.0f, M::Underrange);
     EXPECT_TRUE(wordOf(M(1.0f, M::Valid) / 0.0f) == wordOf(INFINITY) && (M(1.0f, M::Overrange) / 0.0f).isOverrange());
     EXPECT_EQ(wordOf(M(1.0f, M::Valid) / M()), 0x7FC00007u);
-    EXPECT_EQ(std::tuple(wordOf(-M(0.0f, M::Valid)), wordOf(-under), wordOf(std::fabs(under)),
+    EXPECT_EQ(std::tuple(wordOf(-M(0.0f, M::Valid)), wordOf(-negative), wordOf(std::fabs(negative)),
                          wordOf(std::ceil(M(1.2f, M::Valid))), wordOf(std::floor(M(1.7f, M::Overrange)))),
               std::tuple(0u, 0x40000005u, 0x40000003u, wordOf(2.0f), 0x3F800005u));
-    EXPECT_EQ(wordOf(std::pow(under, 2)), marked(under.toFloat() * under.toFloat(), 3));
+    EXPECT_EQ(wordOf(std::pow(negative, 2)), marked(negative.toFloat() * negative.toFloat(), 3));
 }
 
 TEST(MarkedFloat, ComparisonsClippingAndRangeCheck) {

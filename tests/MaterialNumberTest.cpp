@@ -53,7 +53,7 @@ TEST(MaterialNumber, TextAndIntegerInputs) {
         EXPECT_EQ(outcome([&] { return MaterialNumber(number, MaterialNumber::numeric); }), expected) << number;
 }
 
-TEST(MaterialNumber, TypesOtherThanNumericAndCutForms) {
+TEST(MaterialNumber, OtherTypesCutFormsAndBytes) {
     const std::string selection = "invalid_argument: Invalid selection of type for your input of MaterialNumber:";
     EXPECT_EQ(outcome([] { return MaterialNumber("1234 5678", MaterialNumber::alphanumeric); }), kNotSupported);
     EXPECT_EQ(outcome([] { return MaterialNumber("abc", MaterialNumber::invalid); }), selection + "abc");
@@ -66,9 +66,7 @@ TEST(MaterialNumber, TypesOtherThanNumericAndCutForms) {
     EXPECT_TRUE(ident.toString(true) == "1234 5678" && ident.toString(false) == "1234 5678 90");
     EXPECT_TRUE(ident.toInteger(true) == 12345678 && ident.toInteger(false) == 1234567890);
     EXPECT_TRUE(plain.toString(true) == "0000 1234" && plain.toInteger(true) == 1234 && plain.toInteger(false) == 1234);
-}
 
-TEST(MaterialNumber, ByteFormsValidatedOnReading) {
     const MaterialNumber number = MaterialNumber::fromString("1234 5678 90");
     EXPECT_EQ(recordBytes(number, zarvo::exp::no_swap), hex("0c 00 00 00") + "1234 5678 90" + hex("00"));
     EXPECT_EQ(recordBytes(number, zarvo::exp::swap), hex("00 00 00 0c") + "1234 5678 90" + hex("00"));

@@ -30,8 +30,7 @@ TEST(ScalarVariant, ConversionTableEdges) {
 }
 
 TEST(ScalarVariant, TypedReadConstHoldersAndEquality) {
-    const std::shared_ptr<Variant> number = hold(5);
-    EXPECT_EQ(messageOf([&] { number->value<unsigned int>(); }), "Variant-type (i)!= Template-type (j)");
+    EXPECT_EQ(messageOf([] { hold(5)->value<unsigned int>(); }), "Variant-type (i)!= Template-type (j)");
     const std::shared_ptr<Variant> constant = std::make_shared<Variant_<const float>>(1.5f);
     EXPECT_EQ(failureOf([&] { constant->value<float>(); }),
               "Can't get void* address pointer from const data!|zarvo::exp::Variant_<const float>::address_imp");
@@ -44,7 +43,6 @@ TEST(ScalarVariant, TypedReadConstHoldersAndEquality) {
     const std::string marked = typeid(MarkedFloat).name();
     EXPECT_EQ(messageOf([&] { held->toFloat(); }), marked + " is not convertible to " + typeid(float).name());
     EXPECT_EQ(messageOf([&] { held->getTypeString(); }), "Unknown type id: " + marked);
-    EXPECT_TRUE(held->value<const MarkedFloat>().isOverrange() && held->toString() == reading.toString());
     EXPECT_EQ(bytesOf(*held, swap), hex("3f c0 00 05"));
 
     const auto nan = hold(std::nanf(""));
@@ -61,7 +59,7 @@ TEST(ScalarVariant, TypedReadConstHoldersAndEquality) {
         EXPECT_TRUE(a->equal_imp(b) == equal && b->equal_imp(a) == equal) << a->toString() << " " << b->toString();
 }
 
-TEST(ScalarVariant, ByteFormsInBothOrders) {
+TEST(ScalarVariant, ByteAndTextForms) {
     const std::tuple<std::shared_ptr<Variant>, const char*, const char*> table[] = {
         {hold<short>(258), "02 01", "01 02"},    {hold(0x01020304), "04 03 02 01", "01 02 03 04"},
         {hold(true), "01", "01"},                {hold('q'), "71", "71"},
@@ -78,16 +76,14 @@ TEST(ScalarVariant, ByteFormsInBothOrders) {
     EXPECT_EQ(Variant::deserialize("uint16", no_swap, twoShorts + size, size)->toUInt16(), 0x0403);
     std::ostringstream stream;
     EXPECT_TRUE(hold(0x01020304)->serialize(swap, stream) == 4 && stream.str() == "\x01\x02\x03\x04");
-}
 
-TEST(ScalarVariant, TextForms) {
-    const char* table[][3] = {{"int32", "0x1F", "31"},   {"int32", "10x", "16"},     {"int32", "  12 13", "12"},
+    const char* texts[][3] = {{"int32", "0x1F", "31"},   {"int32", "10x", "16"},     {"int32", "  12 13", "12"},
                               {"int32", "abc", "0"},     {"int32", "", "0"},         {"double", "   ", "0"},
                               {"char", "  q", "q"},      {"char", "xy", "x"},        {"bool", "1", "1"},
                               {"int8", "-3", "-3"},      {"uint8", "0xff", "255"},   {"double", "2.5e-3", "0.0025"},
                               {"uint64", "18446744073709551615", "18446744073709551615"}, {"float", "0.1", "0.1"},
                               {"double", "0.3333333333333333", "0.3333333333333333"}};
-    for (const auto& [type, text, expected] : table)
+    for (const auto& [type, text, expected] : texts)
         EXPECT_EQ(Variant::fromString(type, text)->toString(), expected) << type << " " << text;
     EXPECT_EQ(Variant::fromString("char", "")->toInt32(), 0);
     EXPECT_EQ(Variant::fromString("double", hold(1.0 / 3)->toString())->toDouble(), 1.0 / 3);
