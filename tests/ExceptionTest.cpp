@@ -22,7 +22,6 @@ TEST(Exception, QualifiedNameFromCompilerSignatures) {
          "zarvo::exp::TypeObject::find"},
         {"D zarvo::exp::Variant_<T>::convert() const [with D = int; T = std::__cxx11::list<cv::Mat>]",
          "zarvo::exp::Variant_<std::__cxx11::list<cv::Mat>>::convert"},
-        {"std::istream& zarvo::exp::operator>>(std::istream&, MarkedFloat&)", "zarvo::exp::operator>>"},
         {"std::map<int, int> zarvo::f(int) [with Tint = int]", "zarvo::f"}};
     for (const auto& [signature, name] : table) EXPECT_EQ(zarvo::Exception::qualifiedName(signature), name);
 }

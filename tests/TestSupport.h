@@ -62,9 +62,8 @@ template <class R>
 R readBack(const std::string& bytes, zarvo::exp::Endian endian) {
     size_t size = 99, boundedSize = 99;
     const R value = R::deserialize(endian, bytes.data(), size);
-    EXPECT_TRUE(size == bytes.size() && size == value.sizeofType()) << size;
     R::deserialize(endian, bytes.data(), bytes.size(), boundedSize);
-    EXPECT_EQ(boundedSize, bytes.size());
+    EXPECT_TRUE(size == bytes.size() && boundedSize == size && size == value.sizeofType()) << size;
     return value;
 }
 

@@ -29,7 +29,7 @@ const std::string kUnknown = " (Type registered with ZARVO_REGISTER_METATYPE(...
 ZARVO_REGISTER_METATYPE(Reading, "testreading");
 ZARVO_REGISTER_METATYPE(Renamed, "testrenamed");
 
-// Each entry is found by name and by type; those with a text form travel by name as text and as bytes.
+// Each entry is found by name and by type; those with a text form travel by name as bytes.
 TEST(TypeObject, EveryBuiltInNameFindsItsEntryAndRoundTrips) {
     std::vector<std::string> names{"void",   "string",   "cvmat",     "cvsize",    "cvpoint",
                                    "cvrect", "veccvmat", "listcvmat", "vecstring", "liststring"};
@@ -41,12 +41,11 @@ TEST(TypeObject, EveryBuiltInNameFindsItsEntryAndRoundTrips) {
         EXPECT_TRUE(entry.getTypeString() == name && &TypeObject::find(entry.getTypeInfo()) == &entry) << name;
         if (name == "void" || name.find("cv") != std::string::npos) continue;
         const auto value = Variant::fromString(name, name.find_first_of("vl") == 0 ? "0x31;1;;" : "0x31");
-        EXPECT_EQ(Variant::fromString(name, value->toString())->toString(), value->toString()) << name;
         for (Endian endian : {swap, no_swap}) {
-            size_t size = 0, used = 0;
-            const auto bytes = value->serialize(endian, size);
-            const auto back = Variant::deserialize(name, endian, bytes.get(), used);
-            EXPECT_TRUE(back->equal_imp(value) && used == size) << name;
+            size_t size = 0;
+            const std::string bytes = bytesOf(*value, endian);
+            EXPECT_TRUE(Variant::deserialize(name, endian, bytes.data(), size)->equal_imp(value) && size == bytes.size())
+                << name;
         }
     }
     EXPECT_TRUE(getTypeFromString("int8") == typeid(signed char) && getTypeFromString("void") == typeid(void));
@@ -63,8 +62,7 @@ TEST(TypeObject, MissesVoidAndRepeatedRegistrations) {
     size_t size = 17;
     EXPECT_EQ(messageOf([&] { Variant::deserialize("nosuch", no_swap, nullptr, size); }),
               "Unknown type string: nosuch" + kUnknown);
-    EXPECT_EQ(Variant::fromString("void", "anything"), nullptr);
-    EXPECT_TRUE(Variant::deserialize("void", swap, "abc", size) == nullptr && size == 17u);
+    EXPECT_TRUE(!Variant::fromString("void", "x") && !Variant::deserialize("void", swap, "abc", size) && size == 17u);
 
     testing::internal::CaptureStdout();
     EXPECT_TRUE(TypeObject::create<int>("int32") == nullptr && TypeObject::create<int>("int32") == nullptr);
