@@ -5,7 +5,7 @@
 #include "core/datatypes/DeviceInfo.h"
 #include "core/datatypes/DeviceInfo2.h"
 #include "core/datatypes/MaterialNumber.h"
-#include "core/datatypes/MeasArea.h"
+#include "core/datatypes/MeasPoint.h"
 #include "core/datatypes/ProbeValue.h"
 #include "core/datatypes/Version.h"
 #include "core/datatypes/VersionExtended.h"
@@ -44,14 +44,6 @@ Form record(const R& value) {
     return {typeid(R).name(), read, {recordBytes(value, no_swap), recordBytes(value, swap)}};
 }
 
-MeasArea sampleArea() {
-    const MeasPoint cold(1, 2, hold(std::string("cold"))), hot(3, 4, hold(std::vector<int>{5, 6}));
-    const std::string bytes = hex("01 00 02 00 03 00 04 00") + recordBytes(cold, no_swap) + recordBytes(hot, no_swap) +
-                              hex("05 00 00 00") + "float" + hex("00 00 80 3f");
-    size_t size = 0;
-    return MeasArea::deserialize(no_swap, bytes.data(), size);
-}
-
 std::vector<Form> forms() {
     cv::Mat image(2, 3, CV_16UC2);
     cv::randu(image, 0, 60000);
@@ -60,7 +52,7 @@ std::vector<Form> forms() {
             held("vecstring", hold(std::vector<std::string>{"a", "", "bc"})),
             held("cvmat", hold(image)),                           held("cvrect", hold(cv::Rect(1, -2, 3, 4))),
             held("veccvmat", hold(std::vector<cv::Mat>{image, cv::Mat()})),
-            record(MarkedFloat(2.5f, MarkedFloat::Overrange)),    record(sampleArea()),
+            record(MarkedFloat(2.5f, MarkedFloat::Overrange)),
             record(MeasPoint(7, 8, hold(std::vector<std::string>{"x", "yz"}))),
             record(Version(1, 2, 3)),                             record(VersionExtended(1, 2, 3, 4)),
             record(zarvo::ProbeValue(1.5f, -2, 3)),               record(zarvo::CalibrationInfo(1, "CERT", 5, 6, 7)),

@@ -25,8 +25,7 @@ TEST(DataStorage, KeyedOperationsAtSeveralDepths) {
     EXPECT_TRUE(s.size() == 3u && s.get("a.b")->value<Storage>().size() == 0u);  // emptied groups stay
     EXPECT_TRUE(s.erase("a") && s.get("a.b") == nullptr);
 
-    s.insert("g.v", hold(1));
-    s.insert("p", hold(2.5));
+    s.insert("g.v", hold(1)), s.insert("p", hold(2.5));
     const Storage before(s);
     const std::string at = "|zarvo::exp::DataStorage<std::__cxx11::basic_string<char> >::";
     EXPECT_EQ(failureOf([&] { s.insert("p.x.y", hold(1)); }), "not a valid storage type: p" + at + "insert");

@@ -43,8 +43,8 @@ TEST(TypeObject, EveryBuiltInNameFindsItsEntryAndRoundTrips) {
         const auto value = Variant::fromString(name, name.find_first_of("vl") == 0 ? "0x31;1;;" : "0x31");
         for (Endian endian : {swap, no_swap}) {
             size_t size = 0;
-            const std::string bytes = bytesOf(*value, endian);
-            EXPECT_TRUE(Variant::deserialize(name, endian, bytes.data(), size)->equal_imp(value) && size == bytes.size())
+            const std::string form = bytesOf(*value, endian);
+            EXPECT_TRUE(Variant::deserialize(name, endian, form.data(), size)->equal_imp(value) && size == form.size())
                 << name;
         }
     }
