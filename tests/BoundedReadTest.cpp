@@ -104,9 +104,6 @@ TEST(BoundedRead, ShortInputAndImplausibleHeaderMessages) {
     size_t size = 7;
     EXPECT_EQ(messageOf([&] { Variant::deserialize("veccvmat", swap, matrices.data(), matrices.size(), size); }),
               "Mat only serializable for no_swap endianes");
-    const std::string huge(8, '\xff');
-    for (const char* name : {"string", "vecdouble", "liststring"})
-        EXPECT_EQ(messageOf([&] { Variant::deserialize(name, no_swap, huge.data(), 8, size); }).find(ends), 0u) << name;
 
     const auto header = [](std::vector<int> fields) {
         return std::string(reinterpret_cast<char*>(fields.data()), 4 * fields.size());

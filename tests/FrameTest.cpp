@@ -22,7 +22,7 @@ Frame tagged(const cv::Mat& pixels, const char* key = "exposure") {
 
 }  // namespace
 
-TEST(Frame, SharingAndCopyingTable) {
+TEST(Frame, SharingCopyingMetadataAndEmptiness) {
     // Per operation on a frame over pixels: whether the result shares them, whether the source still holds them,
     // whether the source keeps its metadata beside the result's copy (groups apart, leaves shared).
     const std::tuple<std::function<Frame(Frame&)>, bool, bool, bool> operations[] = {
@@ -56,11 +56,6 @@ TEST(Frame, SharingAndCopyingTable) {
     frame = std::move(self);  // neither self-assignment changes anything
     std::shared_ptr<Variant> found;
     EXPECT_TRUE(sharePixels(frame.getFrameData(), pixels) && frame.getMetaDate("a.b", found) && found == leaf);
-}
-
-TEST(Frame, SetFrameDataMetadataAndEmptiness) {
-    cv::Mat pixels = image();
-    Frame frame(pixels);
     frame.setFrameData(cv::Mat(4, 4, CV_8UC1, cv::Scalar(200)));
     EXPECT_EQ(pixels.at<unsigned char>(3, 3), 200);  // same size and type: written in place
     frame.setFrameData(cv::Mat(5, 4, CV_8UC1, cv::Scalar(100)));

@@ -58,22 +58,19 @@ TEST(MatrixVariant, GeometryNoSwapRuleAndTextRefusals) {
         {hold(cv::Mat(1, 1, CV_8U)), "Mat"}, {hold(cv::Size()), "cv::Size"},          {hold(cv::Point()), "cv::Point"},
         {hold(cv::Rect()), "cv::Rect"},     {hold(std::vector<cv::Mat>(1)), "Mat"}};
     for (const auto& [value, kind] : refusals) {
-        const std::string message = kind + " only serializable for no_swap endianes", bytes = bytesOf(*value, no_swap);
+        const std::string message = kind + " only serializable for no_swap endianes|zarvo::exp::Memory::";
+        const std::string bytes = bytesOf(*value, no_swap);
         size_t size = 0;
-        EXPECT_EQ(messageOf([&] { bytesOf(*value, swap); }), message);
-        EXPECT_EQ(messageOf([&] { Variant::deserialize(value->getTypeString(), swap, bytes.data(), size); }), message);
+        EXPECT_EQ(failureOf([&] { bytesOf(*value, swap); }), message + "serializeT");
+        EXPECT_EQ(failureOf([&] { Variant::deserialize(value->getTypeString(), swap, bytes.data(), size); }),
+                  message + "deserializeT");
     }
     size_t size = 0;
-    const std::string point = bytesOf(*hold(cv::Point()), no_swap);
-    EXPECT_EQ(functionOf(errorOf([] { bytesOf(*hold(cv::Point()), swap); })), "zarvo::exp::Memory::serializeT");
-    EXPECT_EQ(functionOf(errorOf([&] { Variant::deserialize("cvpoint", swap, point.data(), size); })),
-              "zarvo::exp::Memory::deserializeT");
 
     const std::string mat = name(typeid(cv::Mat)), list = name(typeid(std::list<cv::Mat>));
     const auto matrices = hold(std::list<cv::Mat>(1)), image = hold(cv::Mat(2, 2, CV_8U));
     const std::pair<std::function<void()>, std::string> failures[] = {
-        {[] { hold(cv::Mat())->toString(); },
-         "type '" + mat + "' can not be serialized to string|zarvo::exp::intern::toStringTimpl"},
+        {[] { hold(cv::Mat())->toString(); }, "type '" + mat + "' can not be serialized to string"},
         {[] { Variant::fromString("cvrect", "1"); },
          "type '" + name(typeid(cv::Rect)) + "' can not be deserialized from string"},
         {[] { hold(cv::Size())->toString(); }, "type '" + name(typeid(cv::Size)) + "' can not be serialized to string"},
@@ -84,10 +81,8 @@ TEST(MatrixVariant, GeometryNoSwapRuleAndTextRefusals) {
          "type '" + list + "' can not be serialized "},
         {[&] { Variant::deserialize("listcvmat", no_swap, "", size); }, "type '" + list + "' can not be deserialized "},
         {[&] { image->equal_imp(image); }, "no comparison operator available for type: " + mat}};
-    for (const auto& [action, failure] : failures) {
-        const std::string got = failureOf(action);  // with the function where the row names one
-        EXPECT_EQ(failure.find('|') == std::string::npos ? got.substr(0, got.rfind('|')) : got, failure);
-    }
+    for (const auto& [action, message] : failures) EXPECT_EQ(messageOf(action), message);
+    EXPECT_EQ(functionOf(errorOf(failures[0].first)), "zarvo::exp::intern::toStringTimpl");
     EXPECT_THAT(errorOf([&] { char buffer[64]; matrices->serialize_imp(no_swap, buffer); }).where(),
                 testing::HasSubstr("zarvo::exp::Variant_<std::__cxx11::list<cv::Mat"));
     EXPECT_EQ(hold(std::list<cv::Mat>())->toString(), "");
