@@ -1,6 +1,3 @@
-#include <functional>
-#include <vector>
-
 #include "core/datatypes/CalibrationInfo.h"
 #include "core/datatypes/DeviceInfo.h"
 #include "core/datatypes/DeviceInfo2.h"

@@ -1,7 +1,6 @@
 // Threads share the registry and may share a value that nobody changes. `make
 // test-tsan` runs this under ThreadSanitizer, where a data race fails it.
 #include <atomic>
-#include <list>
 #include <thread>
 
 #include "tests/TestSupport.h"
@@ -25,9 +24,7 @@ TEST(Concurrency, ThreadsLookUpTypesAndReadAndWriteValuesAtOnce) {
                 const auto back = Variant::deserialize(name, endian, bytes.data(), bytes.size(), size);
                 if (TypeObject::find(name).getTypeInfo() != value->getTypeInfo() || !back->equal_imp(value)) ++faults;
             }
-            const std::shared_ptr<Variant> copy = shared;
-            if (bytesOf(*copy, swap) != sharedBytes || getStringFromType(typeid(double)) != std::string("double"))
-                ++faults;
+            if (bytesOf(*std::shared_ptr<Variant>(shared), swap) != sharedBytes) ++faults;
         }
     };
     std::vector<std::thread> threads;

@@ -1,13 +1,11 @@
 #include <cmath>
-#include <list>
-#include <vector>
 
 #include "tests/TestSupport.h"
 
 using namespace zarvo::exp;
 using namespace testsupport;
 
-TEST(ContainerVariant, ByteLayoutsInBothOrders) {
+TEST(ContainerVariant, ByteAndTextFormsRefusalsAndEquality) {
     const std::tuple<std::shared_ptr<Variant>, const char*, const char*> table[] = {
         {hold(std::string("ab")), "02 00 00 00 61 62", "00 00 00 02 61 62"},
         {hold(std::vector<short>{1, 2}), "02 00 00 00 01 00 02 00", "00 00 00 02 00 01 00 02"},
@@ -29,9 +27,7 @@ TEST(ContainerVariant, ByteLayoutsInBothOrders) {
     EXPECT_EQ(Variant::deserialize("string", swap, bytesOf(*hold(withNul), swap).data(), size)->toString(), withNul);
     EXPECT_EQ(Variant::deserialize("listint32", swap, ints.data(), size)->toString(), "7;-8;9;");
     EXPECT_EQ(size, 16u);
-}
 
-TEST(ContainerVariant, TextFormsRefusalsAndEquality) {
     const std::pair<std::shared_ptr<Variant>, const char*> written[] = {
         {hold(std::vector<int>{1, 2, 3}), "1;2;3;"},         {hold(std::list<bool>{true, false}), "1;0;"},
         {hold(std::vector<unsigned char>{200, 7}), "200;7;"}, {hold(std::vector<double>{0.5, -1e300}), "0.5;-1e+300;"},

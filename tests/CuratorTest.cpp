@@ -122,8 +122,7 @@ TEST(CuratorStorage, SlotsAndTheirFailures) {
 
     storage.setSourceFile(1, "gain"), storage.setSourceFile(2, "offset.bin");  // read on demand only
     EXPECT_EQ(textOf(storage.get(2)) + textOf(storage.get(1)) + textOf(storage.get(2)), "10410");
-    storage.setGenerator(2, [] { return hold(-1); });
-    storage.find(2)->invalidate();
+    storage.setGenerator(2, [] { return hold(-1); }), storage.find(2)->invalidate();
     EXPECT_EQ(textOf(storage.get(1)) + textOf(storage.get(2)) + "|" + loaded, "4-1|offset.bin;gain;gain;");
     std::list<std::string> files{"stale"};
     std::map<unsigned int, Ids> depends{{7, {7}}};
@@ -131,7 +130,7 @@ TEST(CuratorStorage, SlotsAndTheirFailures) {
     EXPECT_TRUE(files == std::list<std::string>{"gain"} && depends == (std::map<unsigned int, Ids>{{1, {}}, {2, {1}}}));
 }
 
-TEST(CuratorStorage, InvalidationWalksDepthFirstAndStopsAtCycles) {
+TEST(CuratorStorage, InvalidationWalksAndTypedHelpers) {
     CuratorStorage storage(4);
     fill(storage, {{1, 2}, {2}, {3}, {}});  // 2, and what it lists, reached on two ways
     storage.set(1, hold(5));                // a new value tells the dependents too
@@ -156,25 +155,23 @@ TEST(CuratorStorage, InvalidationWalksDepthFirstAndStopsAtCycles) {
     chain.addCurator<int>(length - 1).set(hold(1));
     chain.find(0)->invalidate();
     EXPECT_EQ(chain.find(length - 1)->get(), nullptr);
-}
 
-TEST(CuratorStorage, MarkedFloatConverterAndMatValidator) {
-    CuratorStorage storage(4);
-    storage.addCurator<float>(0), storage.addCurator<MarkedFloat>(1);
-    storage.setConverterMarkedFloat(0), storage.setConverterMarkedFloat(1);
-    storage.set(0, hold(MarkedFloat(1.5f, MarkedFloat::Overrange)));             // word 0x3FC00005
-    EXPECT_EQ(wordOf(storage.get(0)->value<const float>()), 0x3FC00005u);        // the mark stays in the bits
-    storage.set(1, hold(MarkedFloat(1.5f, MarkedFloat::Underrange).toFloat()));  // a float of word 0x3FC00003
-    EXPECT_EQ(wordOf(storage.get(1)->value<const MarkedFloat>()), 0x3FC00002u);  // bit 0 cleared
-    EXPECT_EQ(storage.getConverted(1, typeid(int)), nullptr);
-
-    storage.addCurator<cv::Mat_<float>>(3), storage.addCurator<cv::Mat>(2);
-    storage.setMatValidator(3, 2, 3, CV_32FC1), storage.setMatValidator(2, 2, 3, CV_32FC1);  // Mat_<float> passes too
+    // The MarkedFloat converter and the matrix validator.
+    CuratorStorage typed(4);
+    typed.addCurator<float>(0), typed.addCurator<MarkedFloat>(1);
+    typed.setConverterMarkedFloat(0), typed.setConverterMarkedFloat(1);
+    typed.set(0, hold(MarkedFloat(1.5f, MarkedFloat::Overrange)));             // word 0x3FC00005
+    EXPECT_EQ(wordOf(typed.get(0)->value<const float>()), 0x3FC00005u);        // the mark stays in the bits
+    typed.set(1, hold(MarkedFloat(1.5f, MarkedFloat::Underrange).toFloat()));  // a float of word 0x3FC00003
+    EXPECT_EQ(wordOf(typed.get(1)->value<const MarkedFloat>()), 0x3FC00002u);  // bit 0 cleared
+    EXPECT_EQ(typed.getConverted(1, typeid(int)), nullptr);
+    typed.addCurator<cv::Mat_<float>>(3), typed.addCurator<cv::Mat>(2);
+    typed.setMatValidator(3, 2, 3, CV_32FC1), typed.setMatValidator(2, 2, 3, CV_32FC1);  // Mat_<float> passes too
     const int cases[][4] = {
         {2, 3, CV_32FC1, true}, {2, 3, CV_32FC2, false}, {3, 2, CV_32FC1, false}, {2, 3, CV_8UC1, false}};
     for (const auto& [rows, cols, type, admitted] : cases) {
         const auto value = hold(cv::Mat(rows, cols, type));
-        EXPECT_EQ(messageOf([&] { storage.set(2, value); }), admitted ? "(no exception)" : "New value is not valid!");
-        EXPECT_EQ(storage.find(2)->get(), admitted ? value : nullptr);
+        EXPECT_EQ(messageOf([&] { typed.set(2, value); }), admitted ? "(no exception)" : "New value is not valid!");
+        EXPECT_EQ(typed.find(2)->get(), admitted ? value : nullptr);
     }
 }

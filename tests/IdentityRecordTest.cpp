@@ -1,5 +1,3 @@
-#include <vector>
-
 #include "core/datatypes/CalibrationInfo.h"
 #include "core/datatypes/DeviceInfo.h"
 #include "core/datatypes/DeviceInfo2.h"

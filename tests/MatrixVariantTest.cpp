@@ -1,6 +1,3 @@
-#include <list>
-#include <vector>
-
 #include "tests/TestSupport.h"
 
 using namespace zarvo::exp;

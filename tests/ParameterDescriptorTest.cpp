@@ -38,9 +38,6 @@ TEST(ParameterDescriptor, MissingFunctionsFailAtTheCallAndMovesTakeThem) {
 
     cv::Mat seen;
     MatParameter matIn("m", "", "", [&](cv::Mat v) { seen = v; }, nullptr);
-    const cv::Mat image(1, 3, CV_32FC1, cv::Scalar(2));
-    matIn.setValue(image);
-    EXPECT_EQ(seen.data, image.data);  // a header copy: pixels shared
     EXPECT_EQ(failureOf([&] { matIn.getValue(); }),
               "no getter available|zarvo::exp::ParameterDescriptorScalar<cv::Mat>::getValue");
     MatParameter matTarget("x", "", "", nullptr, nullptr);
