@@ -47,7 +47,7 @@ TEST(DataDescriptor, FlagsOptionsAndRange) {
     EXPECT_TRUE(item->getParameterRange().max == max && !item->getParameterRange().min);
 }
 
-TEST(DataDescriptor, GroupsOwnMembersThatPointBack) {
+TEST(DataDescriptor, GroupsNamesAndPrint) {
     const auto a = DataDescriptor::makeItem("a", "int32"), b = DataDescriptor::makeItem("b", "float");
     const Group g = DataDescriptor::makeGroup("g", {a, b});
     EXPECT_TRUE(g->isGroup() && g->getTypeName() == "DataStorage<std::string>" && g->getTypeInfo() == typeid(Storage));
@@ -80,9 +80,7 @@ TEST(DataDescriptor, GroupsOwnMembersThatPointBack) {
         EXPECT_EQ(DataDescriptor::getFullQualifiedItemName(item, tail, separator), expected) << expected;
     EXPECT_EQ(failureOf([] { DataDescriptor::getFullQualifiedItemName(nullptr, "", "."); }),
               "item is nullptr|zarvo::exp::DataDescriptor::getFullQualifiedItemName");
-}
 
-TEST(DataDescriptor, PrintWritesTheTree) {
     const Group empty = DataDescriptor::makeGroup("empty", {});
     const Group optics = DataDescriptor::makeGroup("optics", {DataDescriptor::makeItem("focus", "double"), empty});
     const Group device = DataDescriptor::makeGroup(

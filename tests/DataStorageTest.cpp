@@ -7,7 +7,7 @@ using namespace testsupport;
 
 const std::string kStorage = typeid(Storage).name();
 
-TEST(DataStorage, KeyedOperationsAtSeveralDepths) {
+TEST(DataStorage, KeyedOperationsAndCopies) {
     Storage s;
     const auto one = hold(1);
     EXPECT_EQ(s.get("a.b.c"), nullptr);
@@ -34,9 +34,7 @@ TEST(DataStorage, KeyedOperationsAtSeveralDepths) {
               "not a valid storage type: p\ntype: d\nexpected type: " + kStorage + at + "get");
     EXPECT_EQ(messageOf([&] { s.insert("new.k", nullptr); }), "empty value for key: new.k");
     EXPECT_TRUE(s == before);
-}
 
-TEST(DataStorage, CopiesDuplicateGroupsAndShareLeaves) {
     Storage source, assigned;
     source.insert("g.h.leaf", hold(7));
     source.insert("top", hold(8));

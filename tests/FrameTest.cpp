@@ -1,5 +1,4 @@
 #include "core/datatypes/Frame.h"
-#include "core/datatypes/MeasArea.h"
 #include "tests/TestSupport.h"
 
 using namespace zarvo::exp;
@@ -77,4 +76,3 @@ TEST(Frame, SharingCopyingMetadataAndEmptiness) {
 // Containers move these instead of copying: a copied frame would clone its pixels.
 static_assert(std::is_nothrow_move_constructible_v<Frame> &&
               std::is_nothrow_move_constructible_v<DataStorage<std::string>>);
-static_assert(std::is_nothrow_move_constructible_v<MeasPoint> && std::is_nothrow_move_assignable_v<MeasArea>);

@@ -7,11 +7,10 @@ TEST(GroupDiscriminator, SplitsAtTheFirstSeparatorOnly) {
     const char* table[][4] = {{"", "", "", ""},         {"abc", "abc", "", ""}, {"a.b", "a", "b", "g"},
                               {"a.b.c", "a", "b.c", "g"}, {".a", "", "a", "g"},   {"a.", "a", "", "g"},
                               {".", "", "", "g"},         {"..", "", ".", "g"}};
-    for (const auto& row : table) {
-        const GroupItem<std::string> item = discriminate<std::string>(row[0]);
-        EXPECT_EQ(item.id + "|" + item.getSubId() + "|" + (item.isGroup ? "g" : ""),
-                  std::string(row[1]) + "|" + row[2] + "|" + row[3]);
-        EXPECT_TRUE(item.isValid);
+    for (const auto& [name, id, subId, group] : table) {
+        const GroupItem<std::string> item = discriminate<std::string>(name);
+        EXPECT_EQ(item.id + "|" + item.getSubId() + "|" + (item.isGroup ? "g" : "") + (item.isValid ? "" : "!"),
+                  std::string(id) + "|" + subId + "|" + group);
     }
     EXPECT_FALSE(GroupItem<std::string>().isValid);
     EXPECT_EQ(discriminate("k\xb5v.w\xb5z", "\xb5").subId, "v.w\xb5z");

@@ -27,7 +27,7 @@ const std::string kNotSupported = "St13runtime_error: not supported - feel free 
 
 }  // namespace
 
-TEST(MaterialNumber, TextAndIntegerInputs) {
+TEST(MaterialNumber, InputsTypesCutFormsAndBytes) {
     const std::pair<const char*, std::string> texts[] = {
         {"1234 5678", "1234 5678|"},           {"1234 5678 90", "1234 5678 90|ident"},
         {"12345678", kLength + "12345678"},     {"1234 56789", kLength + "1234 56789"},
@@ -47,9 +47,7 @@ TEST(MaterialNumber, TextAndIntegerInputs) {
         {std::numeric_limits<std::uint64_t>::max(), kLength + "-1"}};  // taken as signed
     for (const auto& [number, expected] : numbers)
         EXPECT_EQ(outcome([&] { return MaterialNumber(number, MaterialNumber::numeric); }), expected) << number;
-}
 
-TEST(MaterialNumber, OtherTypesCutFormsAndBytes) {
     const std::string selection = "St16invalid_argument: Invalid selection of type for your input of MaterialNumber:";
     EXPECT_EQ(outcome([] { return MaterialNumber("1234 5678", MaterialNumber::alphanumeric); }), kNotSupported);
     EXPECT_EQ(outcome([] { return MaterialNumber("abc", MaterialNumber::invalid); }), selection + "abc");

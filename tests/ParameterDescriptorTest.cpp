@@ -8,7 +8,7 @@ using namespace zarvo::exp;
 using namespace testsupport;
 using MatParameter = ParameterDescriptorScalar<cv::Mat>;
 
-TEST(ParameterDescriptor, TypeOnlyOnTheConcreteClassAndOrderByName) {
+TEST(ParameterDescriptor, TypesOrderMissingFunctionsAndMoves) {
     const ParameterDescriptorBool flag("flag", "help", "grp", nullptr, nullptr);
     const MatParameter mat("mat", "", "", nullptr, [] { return cv::Mat(2, 2, CV_8UC1, cv::Scalar(1)); });
     for (const ParameterDescriptor* base : std::initializer_list<const ParameterDescriptor*>{&flag, &mat})
@@ -21,9 +21,7 @@ TEST(ParameterDescriptor, TypeOnlyOnTheConcreteClassAndOrderByName) {
     std::string order;
     for (const auto& p : byName) order += p.getName() + p.getGroup() + ";";
     EXPECT_EQ(order, "ag1;abg1;bg1;");
-}
 
-TEST(ParameterDescriptor, MissingFunctionsFailAtTheCallAndMovesTakeThem) {
     bool stored = false;
     ParameterDescriptorBool readOnly("r", "", "", nullptr, [] { return true; });
     const ParameterDescriptorBool writeOnly("w", "", "", [&](bool v) { stored = v; }, nullptr);

@@ -8,10 +8,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <sstream>
-#include <string>
-#include <utility>
 
 #include "core/datatypes/TypeObject.h"
 #include "valuefault/Exception.h"

@@ -17,7 +17,7 @@ std::string parsed(const std::string& text) {
 
 }  // namespace
 
-TEST(Version, ParsersDifferInWhatTheyAccept) {
+TEST(Version, ParsersComparisonsAndByteForms) {
     EXPECT_EQ(Version(123, 200, 7).toString() + " " + VersionExtended(1, 20, 3, 0).toString(), "123.200.07 1.20.3");
     const std::string bad = "!Invalid string, cannot convert to version number !";
     const std::string refused = "!Version number invalid or empty !";
@@ -37,9 +37,7 @@ TEST(Version, ParsersDifferInWhatTheyAccept) {
     EXPECT_THAT(errorOf([] { VersionExtended::fromString(""); }).where(),
                 testing::MatchesRegex(".*core/datatypes/VersionExtended.cpp: [0-9]+: "
                                       "zarvo::exp::VersionExtended::fromString\\(\\.\\.\\)\n"));
-}
 
-TEST(Version, ComparisonsAndByteForms) {
     const Version order[] = {Version(0, 0, 0), Version(0, 0, 9), Version(1, 9, 0), Version(1, 10, 0), Version(2, 0, 0)};
     for (int i = 0; i < 4; ++i) {
         const Version &a = order[i], &b = order[i + 1], same = a;
