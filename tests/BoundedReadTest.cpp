@@ -60,7 +60,7 @@ std::vector<Form> forms() {
 }  // namespace
 
 // Every form cut at every length throws; whole, the bounded reader agrees with the open one.
-TEST(BoundedRead, EveryTruncationThrowsAndWholeFormsAgree) {
+TEST(BoundedRead, TruncationsRoundTripsAndMessages) {
     for (const Form& form : forms())
         for (const Endian endian : {no_swap, swap}) {
             const std::string& bytes = form.bytes[endian == swap];
@@ -77,11 +77,9 @@ TEST(BoundedRead, EveryTruncationThrowsAndWholeFormsAgree) {
             EXPECT_EQ(form.read(endian, (bytes + "xyz").data(), &available, bounded), bytes) << form.name;
             EXPECT_TRUE(open == bytes.size() && bounded == bytes.size()) << form.name;
         }
-}
 
-// The failure names what is missing, counted from the start of the value being read; matrix headers and
-// implausible counts are refused before anything is allocated, by the open reader too.
-TEST(BoundedRead, ShortInputAndImplausibleHeaderMessages) {
+    // The failure names what is missing, counted from the start of the value being read; matrix headers and
+    // implausible counts are refused before anything is allocated, by the open reader too.
     const std::string device = recordBytes(zarvo::DeviceInfo(1, 2, 3, 4, "2024-01-31"), no_swap);
     const std::string text = hex("05 00 00 00") + "abc", ends = "Input ends before the value does: ";
     const std::pair<std::function<void(size_t&)>, std::string> reads[] = {

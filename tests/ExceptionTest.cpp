@@ -9,14 +9,12 @@ struct Box {
 
 }  // namespace zarvo::testing_
 
-TEST(Exception, ThrowSiteBuildsMessageAndWhereText) {
+TEST(Exception, WhereTextAndQualifiedNames) {
     const zarvo::Exception boxed = testsupport::errorOf([] { zarvo::testing_::Box<double>().fail(); });
     EXPECT_TRUE(boxed.message() == "boxed 8!" && boxed.what() == std::string("boxed 8!"));
     EXPECT_THAT(boxed.where(), testing::MatchesRegex(".*tests/ExceptionTest.cpp: [0-9]+: "
                                                      "zarvo::testing_::Box<double>::fail\\(\\.\\.\\)\n"));
-}
 
-TEST(Exception, QualifiedNameFromCompilerSignatures) {
     const std::pair<const char*, const char*> table[] = {
         {"static const zarvo::exp::TypeObject& zarvo::exp::TypeObject::find(const std::string&)",
          "zarvo::exp::TypeObject::find"},

@@ -12,7 +12,6 @@ TEST(GroupDiscriminator, SplitsAtTheFirstSeparatorOnly) {
         EXPECT_EQ(item.id + "|" + item.getSubId() + "|" + (item.isGroup ? "g" : "") + (item.isValid ? "" : "!"),
                   std::string(id) + "|" + subId + "|" + group);
     }
-    EXPECT_FALSE(GroupItem<std::string>().isValid);
     EXPECT_EQ(discriminate("k\xb5v.w\xb5z", "\xb5").subId, "v.w\xb5z");
     for (const char* pattern : {"", ".."})
         EXPECT_EQ(testsupport::failureOf([&] { discriminate("", pattern); }),

@@ -12,14 +12,12 @@ using zarvo::exp::no_swap;
 using zarvo::exp::swap;
 using namespace testsupport;
 
-TEST(ProbeValue, BytesAndText) {
+TEST(DeviceInfo, ProbeValueAndBothDeviceGenerations) {
     const ProbeValue probe(1.5f, -2, 7);
     EXPECT_EQ(recordBytes(probe, no_swap), hex("00 00 c0 3f fe 07"));
     EXPECT_EQ(recordBytes(probe, swap), hex("3f c0 00 00 fe 07"));
     EXPECT_EQ(ProbeValue(3.14159265f, -2, 255).toString(), "Value: 3.14159\nPrecision: -2\nStatus: 255");
-}
 
-TEST(DeviceInfo, BothGenerationsBytesAndText) {
     const DeviceInfo first(0x0102030405060708, 9, 0x0A0B0C0D, 0x0E0F, "2024-01-31");
     const DeviceInfo2 second(0x0102030405060708, 9, 0x0A0B0C0D, 0x0F, 0x0E, "2024-01-31");
     const std::string head = "08 07 06 05 04 03 02 01 09 00 00 00 00 00 00 00 0d 0c 0b 0a";

@@ -5,7 +5,7 @@
 using namespace zarvo::exp;
 using namespace testsupport;
 
-TEST(MeasPoint, ByteAndTextForms) {
+TEST(MeasPoint, PointAndAreaForms) {
     MeasPoint point(10, 20, hold(36.5f));
     const std::string swapped("\0\x0a\0\x14" "\0\0\0\5" "float" "\x42\x12\0\0", 17);
     EXPECT_EQ(recordBytes(point, no_swap), std::string("\x0a\0\x14\0" "\5\0\0\0" "float" "\0\0\x12\x42", 17));
@@ -25,14 +25,15 @@ TEST(MeasPoint, ByteAndTextForms) {
     EXPECT_EQ(messageOf([&] { empty.toString(); }), "Can not serialize empty MEAS POINT!");
     empty.setPos(cv::Point(70000, 1));
     EXPECT_EQ(empty.getPos(), cv::Point(4464, 1));
-}
 
-TEST(MeasArea, ByteFormTextMeanValueAndMissingValues) {
     const MeasPoint cold(1, 1, hold(20.5f)), hot(2, 2, hold(40.0f));
     const std::string bytes = std::string("\0\1\0\2\0\3\0\4", 8) + recordBytes(cold, swap) + recordBytes(hot, swap) +
                               std::string("\0\0\0\6", 4) + "double" + std::string("\x40\x42\x80\0\0\0\0\0", 8);  // 37.0
     const MeasArea area = readBack<MeasArea>(bytes, swap);
     EXPECT_EQ(recordBytes(area, swap), bytes);
+    EXPECT_EQ(recordBytes(area, no_swap), std::string("\1\0\2\0\3\0\4\0", 8) + recordBytes(cold, no_swap) +
+                                              recordBytes(hot, no_swap) + std::string("\6\0\0\0", 4) + "double" +
+                                              std::string("\0\0\0\0\0\x80\x42\x40", 8));
     EXPECT_EQ(area.getAreaRect(), cv::Rect(1, 2, 3, 4));
     EXPECT_EQ(area.toString(), "(1/2) (3 x 4 )20.5 , 40 , 37");
     EXPECT_EQ(*reinterpret_cast<const double*>(area.getMeanValue()), 37.0);

@@ -52,7 +52,7 @@ TEST(TypeObject, EveryBuiltInNameFindsItsEntryAndRoundTrips) {
     EXPECT_STREQ(getStringFromType(typeid(const float)), "float");
 }
 
-TEST(TypeObject, MissesVoidAndRepeatedRegistrations) {
+TEST(TypeObject, MissesRepeatsAndCallerTypes) {
     EXPECT_TRUE(!TypeObject::findP("Int32") && !TypeObject::findP("int32 ") &&
                 !TypeObject::findP(typeid(Unregistered)));
     EXPECT_EQ(failureOf([] { TypeObject::find("Int32"); }),
@@ -75,15 +75,13 @@ TEST(TypeObject, MissesVoidAndRepeatedRegistrations) {
               "Type maps are inconsistent!|zarvo::exp::TypeObject::create");
     EXPECT_STREQ(TypeObject::find(typeid(Intruder)).getTypeString(), "int32");
     EXPECT_EQ(TypeObject::find("int32").getTypeInfo(), typeid(int));
-}
 
-TEST(TypeObject, CallerTypeTravelsByName) {
     const auto value = Variant::fromString("testreading", "#-3");
     EXPECT_EQ(value->getTypeString() + " " + value->toString(), "testreading #-3");
     EXPECT_EQ(bytesOf(*value, swap) + bytesOf(*value, no_swap), hex("ff ff ff fd fd ff ff ff"));
-    size_t size = 0;
-    EXPECT_EQ(Variant::deserialize("testreading", swap, hex("ff ff ff fd").data(), size)->value<Reading>().channel, -3);
+    size_t used = 0;
+    EXPECT_EQ(Variant::deserialize("testreading", swap, hex("ff ff ff fd").data(), used)->value<Reading>().channel, -3);
     // With only the open reader, the record cannot be kept inside a bounded input.
-    EXPECT_EQ(messageOf([&] { Variant::deserialize("testreading", no_swap, "abcd", 4, size); }),
+    EXPECT_EQ(messageOf([&] { Variant::deserialize("testreading", no_swap, "abcd", 4, used); }),
               std::string("type '") + typeid(Reading).name() + "' has no bounded byte reader");
 }

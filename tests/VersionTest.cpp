@@ -34,9 +34,7 @@ TEST(Version, ParsersComparisonsAndByteForms) {
         EXPECT_EQ(parsed<VersionExtended>(text), extended) << text;
     }
     EXPECT_EQ(functionOf(errorOf([] { Version::fromString("1"); })), "zarvo::exp::Version::fromString");
-    EXPECT_THAT(errorOf([] { VersionExtended::fromString(""); }).where(),
-                testing::MatchesRegex(".*core/datatypes/VersionExtended.cpp: [0-9]+: "
-                                      "zarvo::exp::VersionExtended::fromString\\(\\.\\.\\)\n"));
+    EXPECT_EQ(functionOf(errorOf([] { VersionExtended::fromString(""); })), "zarvo::exp::VersionExtended::fromString");
 
     const Version order[] = {Version(0, 0, 0), Version(0, 0, 9), Version(1, 9, 0), Version(1, 10, 0), Version(2, 0, 0)};
     for (int i = 0; i < 4; ++i) {
