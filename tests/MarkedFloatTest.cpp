@@ -106,7 +106,7 @@ TEST(MarkedFloat, ComparisonsClippingAndRangeCheck) {
     EXPECT_TRUE(std::string(thrown) == "Minimum greater than maximum." && wordOf(value) == 0x7FC00007u);
 }
 
-TEST(MarkedFloat, LegacyAndWireForms) {
+TEST(MarkedFloat, LegacyWireAndTextForms) {
     // Code, what fromLegacy leaves, what the constructor with Legacy leaves.
     const std::uint32_t rows[][3] = {
         {0x81, 0x85, 0x7F7FFFFD},         {0x82, 0x83, 0xFF7FFFFB},         {0x83, 0x7FC00007, 0x7FC00007},
@@ -126,9 +126,7 @@ TEST(MarkedFloat, LegacyAndWireForms) {
     EXPECT_EQ(testsupport::recordBytes(value, zarvo::exp::no_swap), testsupport::hex("45 23 c1 7f"));
     for (auto endian : {zarvo::exp::swap, zarvo::exp::no_swap, zarvo::exp::Endian(3)})
         EXPECT_EQ(wordOf(testsupport::readBack<M>(testsupport::recordBytes(value, endian), endian)), 0x7FC12345u);
-}
 
-TEST(MarkedFloat, TextFormsAndStreamReader) {
     std::ostringstream texts;  // toString, then the stream form, which drops two labels and keeps the caller's settings
     for (const M& v : {M(), mark(1.5f, 3), mark(1.5f, 5), mark(1.5f, 1), mark(1.5f, 7), mark(1.5f, 0)})
         texts << v.toString() << "|" << v << ";";

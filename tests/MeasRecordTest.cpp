@@ -30,6 +30,8 @@ TEST(MeasPoint, PointAndAreaForms) {
     const std::string bytes = std::string("\0\1\0\2\0\3\0\4", 8) + recordBytes(cold, swap) + recordBytes(hot, swap) +
                               std::string("\0\0\0\6", 4) + "double" + std::string("\x40\x42\x80\0\0\0\0\0", 8);  // 37.0
     const MeasArea area = readBack<MeasArea>(bytes, swap);
+    for (size_t cut = 0, size = 0; cut < bytes.size(); ++cut)
+        EXPECT_THROW(MeasArea::deserialize(swap, std::string(bytes, 0, cut).data(), cut, size), zarvo::Exception);
     EXPECT_EQ(recordBytes(area, swap), bytes);
     EXPECT_EQ(recordBytes(area, no_swap), std::string("\1\0\2\0\3\0\4\0", 8) + recordBytes(cold, no_swap) +
                                               recordBytes(hot, no_swap) + std::string("\6\0\0\0", 4) + "double" +
