@@ -9,7 +9,7 @@ namespace {
 
 cv::Mat image(int rows = 4) { return cv::Mat(rows, 4, CV_8UC1, cv::Scalar(0)); }
 
-// One buffer: a pixel written through a shows in b.
+// One buffer: the same pixel data, so a pixel written through one shows in the other.
 bool sharePixels(const cv::Mat& a, const cv::Mat& b) { return !a.empty() && a.data == b.data; }
 
 Frame tagged(const cv::Mat& pixels, const char* key = "exposure") {
