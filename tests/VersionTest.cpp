@@ -1,10 +1,15 @@
+#include "core/datatypes/TypeObject.h"
 #include "core/datatypes/Version.h"
 #include "core/datatypes/VersionExtended.h"
 #include "tests/TestSupport.h"
 
+using zarvo::exp::Variant;
 using zarvo::exp::Version;
 using zarvo::exp::VersionExtended;
 using namespace testsupport;
+
+// The library registers no record; a caller may, and then moves it by name.
+ZARVO_REGISTER_METATYPE(Version, "version");
 
 namespace {
 
@@ -51,4 +56,12 @@ TEST(Version, ParsersComparisonsAndByteForms) {
     const VersionExtended extended(1, 2, 3, 0xA0B0C0D0);
     EXPECT_EQ(recordBytes(extended, zarvo::exp::no_swap), hex("01 00 00 00 02 00 00 00 03 00 00 00 D0 C0 B0 A0"));
     EXPECT_EQ(recordBytes(extended, zarvo::exp::swap), hex("00 00 00 01 00 00 00 02 00 00 00 03 A0 B0 C0 D0"));
+}
+
+TEST(Version, CallerRegisteredRecordTravelsByName) {
+    const auto value = Variant::fromString("version", "1.2.3");
+    size_t size = 0, used = 0;
+    const auto bytes = value->serialize(zarvo::exp::swap, size);
+    const auto back = Variant::deserialize("version", zarvo::exp::swap, bytes.get(), size, used);
+    EXPECT_TRUE(value->toString() == "1.02.03" && used == 12 && back->equal_imp(value));
 }
