@@ -19,7 +19,7 @@ INSTRUMENTED := -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZARVO_WARNINGS_AS_ERRORS=ON 
                 -DZARVO_BUILD_BENCHMARKS=OFF -DZARVO_BUILD_EXAMPLES=OFF
 FUZZ_DIR := $(FUZZ_BUILD)/fuzz
 
-.PHONY: all deps fuzz-deps build test test-sanitize test-tsan fuzz demo bench package docs clean
+.PHONY: all deps fuzz-deps configure build test test-sanitize test-tsan fuzz demo bench package install-packages docs clean
 
 all: build
 
@@ -42,8 +42,10 @@ deps:
 fuzz-deps: deps
 	$(call install-missing,$(FUZZ_PACKAGES))
 
-build: deps
+configure: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DZARVO_WARNINGS_AS_ERRORS=ON
+
+build: configure
 	cmake --build $(BUILD) -j$(JOBS)
 
 test: build
@@ -92,9 +94,17 @@ demo: build
 bench: build
 	@for b in $(BUILD)/bench/zarvo_bench_*; do echo "== $$b"; $$b || exit 1; done
 
-# Debian packages libzarvo-datatypes and libzarvo-datatypes-dev, written into $(BUILD).
-package: build
+# The Debian packages (see cmake/ZarvoPackaging.cmake), written into $(BUILD). Builds only
+# what they hold: no tests, no benchmarks.
+package: configure
+	cmake --build $(BUILD) -j$(JOBS) --target packaged
+	rm -f $(BUILD)/*.deb
 	cd $(BUILD) && cpack -G DEB
+
+# Installs the packages that `make package` wrote, with what they depend on.
+install-packages: package
+	@if [ "$$(id -u)" -ne 0 ]; then sudo=sudo; else sudo=; fi; \
+	$$sudo apt-get install -y "$$(realpath $(BUILD))"/*.deb
 
 # HTML API documentation of the public headers in $(BUILD)/docs/html, from docs/Doxyfile;
 # any Doxygen warning fails it.

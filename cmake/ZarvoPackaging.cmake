@@ -1,8 +1,9 @@
 # Debian packages through CPack, one per install component:
-#   libzarvo-datatypes      (runtime) the shared libraries with their SONAMEs, and any programs
+#   libzarvo-datatypes      (runtime) the shared libraries with their SONAMEs, nothing else
 #   libzarvo-datatypes-dev  (dev)     headers, CMake package, pkg-config file, the .so links
-# `cpack -G DEB` in the build folder (or the `package` target) writes
-# libzarvo-datatypes_<version>-<release>_<arch>.deb and its -dev sibling.
+#   zarvo-tools             (tools)   zarvo-inspect, with OpenCV's image codecs for --png
+# `make package` (or `cpack -G DEB` in the build folder) writes
+# <package>_<version>-<release>_<arch>.deb for each of them.
 
 set(ZARVO_PACKAGE_MAINTAINER "zarvo-datatypes developers <zarvo-datatypes@localhost>"
     CACHE STRING "Maintainer field of the Debian packages")
@@ -13,7 +14,7 @@ set(CPACK_PACKAGE_NAME zarvo-datatypes)
 set(CPACK_PACKAGE_CONTACT ${ZARVO_PACKAGE_MAINTAINER})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "data types of a measuring-instrument framework")
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENTS_ALL runtime dev)
+set(CPACK_COMPONENTS_ALL runtime dev tools)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE ${ZARVO_PACKAGE_RELEASE})
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -31,8 +32,20 @@ set(CPACK_DEBIAN_DEV_PACKAGE_NAME libzarvo-datatypes-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libzarvo-datatypes (= ${_zarvo_deb_version}), libopencv-core-dev")
 
+# The program's own libraries are not installed while the packages are made, so
+# dpkg-shlibdeps cannot name their package: it is named here, and the rest (OpenCV's image
+# codecs, libc, libstdc++) comes from dpkg-shlibdeps as for the libraries.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zarvo-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libzarvo-datatypes (= ${_zarvo_deb_version})")
+# Where dpkg-shlibdeps finds the project's own libraries that a packaged binary links.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
+
 include(CPack)
 cpack_add_component(runtime DISPLAY_NAME "zarvo-datatypes libraries"
-                    DESCRIPTION "Shared libraries valuefault, valuetext and zarvo_datatypes, and the programs built on them.")
+                    DESCRIPTION "Shared libraries valuefault, valuetext and zarvo_datatypes.")
 cpack_add_component(dev DISPLAY_NAME "zarvo-datatypes development files"
                     DESCRIPTION "Headers, CMake package and pkg-config file of zarvo-datatypes.")
+cpack_add_component(tools DISPLAY_NAME "zarvo-datatypes tools"
+                    DESCRIPTION "zarvo-inspect: shows what byte forms hold and writes them from text.")

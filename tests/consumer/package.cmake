@@ -1,6 +1,7 @@
-# Run by ctest: build the Debian packages, check what they hold, unpack both into a scratch
-# root, then build and run the consumer once through the CMake package and once through
-# pkg-config. Expects BUILD_DIR, SOURCE_DIR, WORK_DIR, CPACK, CXX and VERSION.
+# Run by ctest: build the Debian packages, check what they hold and that README's table names
+# each one's dependencies, unpack them into a scratch root, then build and run the consumer
+# once through the CMake package and once through pkg-config.
+# Expects BUILD_DIR, SOURCE_DIR, WORK_DIR, CPACK, CXX, VERSION and README.
 foreach(tool dpkg-deb dpkg-shlibdeps pkg-config)
   find_program(found_${tool} ${tool})
   if(NOT found_${tool})
@@ -25,6 +26,33 @@ function(step)
 endfunction()
 
 step(${CPACK} -G DEB --config ${BUILD_DIR}/CPackConfig.cmake -B ${WORK_DIR}/packages)
+
+# README's package table: "| `name` | holds | dependencies |", one row per package; the
+# dependencies are compared by package name, versions aside.
+function(depends_names text out)
+  string(REGEX REPLACE "\\([^)]*\\)|`" "" text "${text}")
+  string(REGEX MATCHALL "[a-z0-9][a-z0-9.+-]+" names "${text}")
+  list(SORT names)
+  set(${out} "${names}" PARENT_SCOPE)
+endfunction()
+file(STRINGS ${README} table_rows REGEX "^\\| `[a-z0-9.+-]+` \\|")
+file(GLOB debs ${WORK_DIR}/packages/*.deb)
+foreach(deb IN LISTS debs)
+  step(dpkg-deb -f ${deb} Package Depends OUTPUT fields)
+  string(REGEX MATCH "Package: ([^\n]*)" _ "${fields}")
+  set(package ${CMAKE_MATCH_1})
+  string(REGEX MATCH "Depends: ([^\n]*)" _ "${fields}")
+  depends_names("${CMAKE_MATCH_1}" actual)
+  set(stated "(no row)")
+  foreach(row IN LISTS table_rows)
+    if(row MATCHES "^\\| `${package}` \\|.*\\| ([^|]*) \\|$")
+      depends_names("${CMAKE_MATCH_1}" stated)
+    endif()
+  endforeach()
+  if(NOT stated STREQUAL actual)
+    message(FATAL_ERROR "README's package table says ${package} depends on '${stated}'; the package says '${actual}'")
+  endif()
+endforeach()
 file(GLOB runtime_deb ${WORK_DIR}/packages/libzarvo-datatypes_${VERSION}-*.deb)
 file(GLOB dev_deb ${WORK_DIR}/packages/libzarvo-datatypes-dev_${VERSION}-*.deb)
 list(LENGTH runtime_deb runtime_count)
