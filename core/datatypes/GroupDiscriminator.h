@@ -28,6 +28,7 @@ public:
 template <class Name>
 GroupItem<Name> discriminate(const Name& name);
 
+/// Splits a text name at its first "." ("a.b.c" gives id "a" and subId "b.c").
 template <>
 ZARVO_EXPORT GroupItem<std::string> discriminate<std::string>(const std::string& name);
 
