@@ -11,6 +11,9 @@ PACKAGES      := cmake g++ make libopencv-core-dev libopencv-imgcodecs-dev libgt
 FUZZ_PACKAGES := clang libclang-rt-14-dev
 # dpkg-shlibdeps and pkg-config: the Debian packages and their test
 PACKAGES      += dpkg-dev pkg-config
+# The Python module (pybind11, numpy, pytest) and the HDF5 recording library,
+# with h5py as the independent reader its tests check the files with.
+PACKAGES      += pybind11-dev python3-dev python3-numpy python3-pytest libhdf5-dev python3-h5py
 
 # The instrumented builds: optimised with debug information for readable reports,
 # without the load-time clones (see cmake/ZarvoSanitize.cmake), without the
