@@ -28,7 +28,7 @@ std::string cached(CuratorStorage& storage) {
 
 TEST(Curator, GetGeneratesOnceAndCachesUntilInvalidated) {
     const std::string wrongType =
-        "The Generator does not provied the correct data type! template type: i!= generator type: d)!";
+        "The Generator does not provied the correct data type! template type: int!= generator type: double)!";
     // Generated value, converter, failure of each of two gets, what is cached after them, generator calls.
     const std::tuple<std::shared_ptr<Variant>, Curator::Converter, std::string, std::string, int> cases[] = {
         {hold(5), nullptr, "", "5", 1},
@@ -69,11 +69,11 @@ TEST(Curator, SetConvertsValidatesAnnouncesAndRefuses) {
     const std::pair<std::function<void()>, std::string> refusals[] = {
         {[&] { curator.set(nullptr); }, "Data can not be set to an empty pointer - use invalidate to clear data!"},
         {[&] { curator.set(hold(2.5)); },
-         "Datatype of new data does not match and no conversion is available! \ncurator type:i variable type: d"},
+         "Datatype of new data does not match and no conversion is available! \ncurator type:int variable type: double"},
         {[&] { curator.getConverted(typeid(double)); },
          "Data types does not match and there is no converter avaiable!"},
         {[&] { curator.setConverter([](auto&, auto&) { return nullptr; }), curator.set(hold(2.5)); },
-         "Conversion of new data gave no value! curator type: i variable type: d"},
+         "Conversion of new data gave no value! curator type: int variable type: double"},
         {[&] { curator.setConverter([](auto&, auto&) { return hold(2.5f); }), curator.set(hold(2.5)); },
          "Type of new data does not match!"}};
     EXPECT_EQ(functionOf(errorOf(refusals[0].first)) + " " + functionOf(errorOf(refusals[2].first)),
@@ -113,10 +113,10 @@ TEST(CuratorStorage, SlotsAndTheirFailures) {
         {[] { CuratorStorage().setSourceFile(9, "a"); },
          "No file loader available for that curator storage!" + kStorage + "setSourceFile"},
         {[&] { storage.setConverterMarkedFloat(1); },
-         "MarkedFloat Converter can only be used with float or MarkedFloat types!Not with Typename: i" + kStorage +
+         "MarkedFloat Converter can only be used with float or MarkedFloat types!Not with Typename: int" + kStorage +
              "setConverterMarkedFloat"},
         {[&] { storage.setMatValidator(1, 1, 1, CV_8UC1); },
-         "Data type does not match! Validator type: N2cv3MatE!= Curator type: i)!" + kStorage + "setMatValidator"}};
+         "Data type does not match! Validator type: cv::Mat!= Curator type: int)!" + kStorage + "setMatValidator"}};
     for (const auto& [action, failure] : failures) EXPECT_EQ(failureOf(action), failure);
     EXPECT_EQ(storage.find(1)->get(), nullptr);  // the curator itself answers quietly
 

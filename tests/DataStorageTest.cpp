@@ -5,7 +5,7 @@ using namespace zarvo::exp;
 using Storage = DataStorage<std::string>;
 using namespace testsupport;
 
-const std::string kStorage = typeid(Storage).name();
+const std::string kStorage = "zarvo::exp::DataStorage<std::string>";
 
 TEST(DataStorage, KeyedOperationsAndCopies) {
     Storage s;
@@ -31,7 +31,7 @@ TEST(DataStorage, KeyedOperationsAndCopies) {
     EXPECT_EQ(failureOf([&] { s.insert("p.x.y", hold(1)); }), "not a valid storage type: p" + at + "insert");
     EXPECT_EQ(failureOf([&] { s.erase("g.v.w"); }), "not a valid storage type: v" + at + "erase");
     EXPECT_EQ(failureOf([&] { s.get("p.x"); }),
-              "not a valid storage type: p\ntype: d\nexpected type: " + kStorage + at + "get");
+              "not a valid storage type: p\ntype: double\nexpected type: " + kStorage + at + "get");
     EXPECT_EQ(messageOf([&] { s.insert("new.k", nullptr); }), "empty value for key: new.k");
     EXPECT_TRUE(s == before);
 

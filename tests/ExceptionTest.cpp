@@ -23,3 +23,14 @@ TEST(Exception, WhereTextAndQualifiedNames) {
         {"std::map<int, int> zarvo::f(int) [with Tint = int]", "zarvo::f"}};
     for (const auto& [signature, name] : table) EXPECT_EQ(zarvo::Exception::qualifiedName(signature), name);
 }
+
+TEST(Exception, ReadableTypeNames) {
+    const std::pair<const std::type_info&, const char*> table[] = {
+        {typeid(unsigned int), "unsigned int"},
+        {typeid(std::string), "std::string"},
+        {typeid(std::map<std::string, std::vector<std::string>>),
+         "std::map<std::string, std::vector<std::string, std::allocator<std::string> >, std::less<std::string>, "
+         "std::allocator<std::pair<std::string const, std::vector<std::string, std::allocator<std::string> > > > >"},
+        {typeid(zarvo::testing_::Box<std::string>), "zarvo::testing_::Box<std::string>"}};
+    for (const auto& [type, name] : table) EXPECT_EQ(zarvo::Exception::typeName(type), name);
+}

@@ -28,7 +28,7 @@ TEST(ScalarVariant, ConversionsTypedReadsAndEquality) {
     EXPECT_EQ(std::tuple(v->toUInt32(), v->toInt32(), hold(1e19)->toUInt64(), hold(0.1)->toFloat()),
               std::tuple(3000000000u, std::numeric_limits<int>::min(), 10000000000000000000u, 0.1f));
 
-    EXPECT_EQ(messageOf([] { hold(5)->value<unsigned int>(); }), "Variant-type (i)!= Template-type (j)");
+    EXPECT_EQ(messageOf([] { hold(5)->value<unsigned int>(); }), "Variant-type (int)!= Template-type (unsigned int)");
     const std::shared_ptr<Variant> constant = std::make_shared<Variant_<const float>>(1.5f);
     EXPECT_EQ(failureOf([&] { constant->value<float>(); }),
               "Can't get void* address pointer from const data!|zarvo::exp::Variant_<const float>::address_imp");

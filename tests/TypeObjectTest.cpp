@@ -58,7 +58,7 @@ TEST(TypeObject, MissesRepeatsAndCallerTypes) {
     EXPECT_EQ(failureOf([] { TypeObject::find("Int32"); }),
               "Unknown type string: Int32" + kUnknown + "|zarvo::exp::TypeObject::find");
     EXPECT_EQ(messageOf([] { getStringFromType(typeid(char*)); }),
-              std::string("Unknown type id: ") + typeid(char*).name());
+              "Unknown type id: char*");
     size_t size = 17;
     EXPECT_EQ(messageOf([&] { Variant::deserialize("nosuch", no_swap, nullptr, size); }),
               "Unknown type string: nosuch" + kUnknown);
@@ -83,5 +83,5 @@ TEST(TypeObject, MissesRepeatsAndCallerTypes) {
     EXPECT_EQ(Variant::deserialize("testreading", swap, hex("ff ff ff fd").data(), used)->value<Reading>().channel, -3);
     // With only the open reader, the record cannot be kept inside a bounded input.
     EXPECT_EQ(messageOf([&] { Variant::deserialize("testreading", no_swap, "abcd", 4, used); }),
-              std::string("type '") + typeid(Reading).name() + "' has no bounded byte reader");
+              "type '(anonymous namespace)::Reading' has no bounded byte reader");
 }

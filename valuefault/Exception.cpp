@@ -1,6 +1,10 @@
 #include "valuefault/Exception.h"
 
+#include <cxxabi.h>
+
 #include <cctype>
+#include <cstdlib>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -118,6 +122,25 @@ std::string Exception::qualifiedName(const char* prettyFunction) {
         }
     }
     return substitute(signature.substr(nameStart, nameEnd - nameStart), parseBindings(with));
+}
+
+std::string Exception::typeName(const std::type_info& type) {
+    int status = 0;
+    const std::unique_ptr<char, void (*)(void*)> demangled(
+        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), std::free);
+    if (status != 0 || !demangled) return type.name();
+    // The demangler spells std::string as the whole basic_string template, which
+    // buries the name of every container of strings in noise.
+    static const std::string longString =
+        "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >";
+    std::string name(demangled.get());
+    const std::string shortString = "std::string";
+    for (size_t pos = name.find(longString); pos != std::string::npos; pos = name.find(longString, pos)) {
+        // "<std::string >": the space only kept "> >" apart.
+        const bool closes = name.compare(pos + longString.size(), 2, " >") == 0;
+        name.replace(pos, longString.size() + (closes ? 1 : 0), shortString);
+    }
+    return name;
 }
 
 }  // namespace zarvo

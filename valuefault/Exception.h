@@ -3,6 +3,7 @@
 #include <exception>
 #include <sstream>
 #include <string>
+#include <typeinfo>
 
 #include "valuefault/Export.h"
 
@@ -37,6 +38,12 @@ public:
     /// "zarvo::exp::Variant_<int>::moveImpl".
     static std::string qualifiedName(const char* prettyFunction);
 
+    /// The readable name of a C++ type for texts meant for people: the demangled
+    /// name ("int", "cv::Mat", "zarvo::exp::DataStorage<std::string>"), with
+    /// std::string's full template spelled "std::string"; the raw name when the
+    /// demangler cannot read it.
+    static std::string typeName(const std::type_info& type);
+
 private:
     std::string m_message;
     std::string m_where;
@@ -45,7 +52,7 @@ private:
 }  // namespace zarvo
 
 /// Throws a zarvo::Exception whose message is the stream insertion of the arguments,
-/// e.g. ZARVO_THROW("Unknown type id: " << type.name()). Every throw site of the
+/// e.g. ZARVO_THROW("Unknown type id: " << Exception::typeName(type)). Every throw site of the
 /// library goes through here so the two texts always have the same form.
 #define ZARVO_THROW(streamedMessage)                                                      \
     do {                                                                                  \

@@ -29,8 +29,8 @@ const std::shared_ptr<Variant>& Curator::get(const Generator& generator) {
     } else {
         if (!m_converter)
             ZARVO_THROW("The Generator does not provied the correct data type! "
-                        << "template type: " << getTypeInfo().name()
-                        << "!= generator type: " << generated->getTypeInfo().name() << ")!");
+                        << "template type: " << zarvo::Exception::typeName(getTypeInfo())
+                        << "!= generator type: " << zarvo::Exception::typeName(generated->getTypeInfo()) << ")!");
         // Trusted like any generated value: an empty result leaves the curator Pending.
         m_pData = m_converter(generated, getTypeInfo());
     }
@@ -53,11 +53,13 @@ void Curator::set(const std::shared_ptr<Variant>& value) {
     }
     if (!m_converter)
         ZARVO_THROW("Datatype of new data does not match and no conversion is available! \ncurator type:"
-                    << getTypeInfo().name() << " variable type: " << value->getTypeInfo().name());
+                    << zarvo::Exception::typeName(getTypeInfo())
+                    << " variable type: " << zarvo::Exception::typeName(value->getTypeInfo()));
     const std::shared_ptr<Variant> converted = m_converter(value, getTypeInfo());
     if (!converted)
-        ZARVO_THROW("Conversion of new data gave no value! curator type: " << getTypeInfo().name() << " variable type: "
-                                                                           << value->getTypeInfo().name());
+        ZARVO_THROW("Conversion of new data gave no value! curator type: "
+                    << zarvo::Exception::typeName(getTypeInfo())
+                    << " variable type: " << zarvo::Exception::typeName(value->getTypeInfo()));
     setImpl(converted);
 }
 

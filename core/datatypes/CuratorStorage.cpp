@@ -77,16 +77,17 @@ void CuratorStorage::setConverterMarkedFloat(unsigned int id) {
     const std::type_info& type = curator.getTypeInfo();
     if (type != typeid(float) && type != typeid(MarkedFloat))
         ZARVO_THROW("MarkedFloat Converter can only be used with float or MarkedFloat types!Not with Typename: "
-                    << type.name());
+                    << zarvo::Exception::typeName(type));
     curator.setConverter(&CuratorStorage::convertMarkedFloat);
 }
 
 void CuratorStorage::setMatValidator(unsigned int id, int rows, int cols, int type) {
     Curator& curator = *find(id);
-    const std::string typeName = curator.getTypeInfo().name();
+    const std::string typeName = zarvo::Exception::typeName(curator.getTypeInfo());
     if (typeName.find("Mat") == std::string::npos)
         ZARVO_THROW("Data type does not match! "
-                    << "Validator type: " << typeid(cv::Mat).name() << "!= Curator type: " << typeName << ")!");
+                    << "Validator type: " << zarvo::Exception::typeName(typeid(cv::Mat))
+                    << "!= Curator type: " << typeName << ")!");
     curator.setValidator(
         [rows, cols, type](const std::shared_ptr<Variant>& value) { return validateMat(value, type, rows, cols); });
 }

@@ -132,7 +132,8 @@ void DataGroupDescriptor::print(const std::string& indent) const {
         // The type decides, not isGroup(): an item of the storage type prints as a
         // group and then fails in getGroupPtr().
         if (member->getTypeInfo() != typeid(DataStorage<std::string>)) {
-            std::cout << indent << member->getName() << "  =  " << member->getTypeInfo().name() << std::endl;
+            std::cout << indent << member->getName() << "  =  " << zarvo::Exception::typeName(member->getTypeInfo())
+                      << std::endl;
             continue;
         }
         std::cout << indent << "Group: " << member->getName() << std::endl;

@@ -52,8 +52,9 @@ std::shared_ptr<Variant> Storage::get(const std::string& key) const {
     if (!g.isGroup) return it->second;
     const DataStorage* group = groupOf(*it->second);
     if (group == nullptr)
-        ZARVO_THROW("not a valid storage type: " << g.id << "\ntype: " << it->second->getTypeInfo().name()
-                                                  << "\nexpected type: " << typeid(DataStorage).name());
+        ZARVO_THROW("not a valid storage type: " << g.id
+                                                  << "\ntype: " << zarvo::Exception::typeName(it->second->getTypeInfo())
+                                                  << "\nexpected type: " << zarvo::Exception::typeName(typeid(DataStorage)));
     return group->get(g.subId);
 }
 

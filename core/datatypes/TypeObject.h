@@ -151,7 +151,7 @@ inline const TypeObject& TypeObject::find(const std::string& typeString) {
 
 inline const TypeObject& TypeObject::find(const std::type_info& type) {
     const TypeObject* entry = findP(type);
-    if (entry == nullptr) ZARVO_THROW("Unknown type id: " << type.name());
+    if (entry == nullptr) ZARVO_THROW("Unknown type id: " << zarvo::Exception::typeName(type));
     return *entry;
 }
 

@@ -239,7 +239,7 @@ public:
     /// Memory::sizeofT of the value; throws for a type without byte form.
     size_t sizeofT_imp() const override {
         if constexpr (Memory::Binary<Value>::available) return Memory::sizeofT(m_value);
-        else ZARVO_THROW("sizeT not available for this type: " << typeid(T).name());
+        else ZARVO_THROW("sizeT not available for this type: " << zarvo::Exception::typeName(typeid(T)));
     }
 
     /// Mutable address of the held value; throws for a const T.
@@ -281,13 +281,13 @@ public:
     /// Memory::serializeT of the value; throws for a type without byte form.
     size_t serialize_imp(Endian endian, char* data) const override {
         if constexpr (Memory::Binary<Value>::available) return Memory::serializeT(endian, data, m_value);
-        else ZARVO_THROW("type '" << typeid(T).name() << "' can not be serialized ");
+        else ZARVO_THROW("type '" << zarvo::Exception::typeName(typeid(T)) << "' can not be serialized ");
     }
 
     /// Integral values by value across types, others by == within T; throws if T has no equality.
     bool equal_imp(std::shared_ptr<Variant> other) const override {
         if constexpr (!detail::Equality<Value>::value) {
-            ZARVO_THROW("no comparison operator available for type: " << typeid(T).name());
+            ZARVO_THROW("no comparison operator available for type: " << zarvo::Exception::typeName(typeid(T)));
         } else {
             if (isIntegral() && other->isIntegral()) return other->toUInt64() == toUInt64();
             if (other->getTypeInfo() != typeid(T)) return false;
@@ -317,7 +317,7 @@ public:
         if constexpr (Memory::Binary<Value>::available) {
             return std::make_shared<Variant_>(Memory::readValue<Value>(in));
         } else {
-            ZARVO_THROW("type '" << typeid(T).name() << "' can not be deserialized ");
+            ZARVO_THROW("type '" << zarvo::Exception::typeName(typeid(T)) << "' can not be deserialized ");
         }
     }
 
@@ -332,7 +332,8 @@ private:
         if constexpr (std::is_arithmetic_v<T>)
             return detail::numericCast<D>(m_value);
         else
-            ZARVO_THROW(typeid(T).name() << " is not convertible to " << typeid(D).name());
+            ZARVO_THROW(zarvo::Exception::typeName(typeid(T))
+                        << " is not convertible to " << zarvo::Exception::typeName(typeid(D)));
     }
 
     T m_value;
@@ -341,8 +342,8 @@ private:
 template <class T>
 T Variant::value() {
     if (getTypeInfo() != typeid(T))
-        ZARVO_THROW("Variant-type (" << getTypeInfo().name() << ")" << "!= Template-type (" << typeid(T).name()
-                                     << ")");
+        ZARVO_THROW("Variant-type (" << zarvo::Exception::typeName(getTypeInfo()) << ")"
+                                     << "!= Template-type (" << zarvo::Exception::typeName(typeid(T)) << ")");
     if constexpr (std::is_const_v<T>) return *static_cast<const T*>(constAddress_imp());
     else return *static_cast<T*>(address_imp());
 }

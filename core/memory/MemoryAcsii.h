@@ -166,14 +166,14 @@ struct Text<std::list<E>> : SequenceText<std::list<E>> {};
 template <class T>
 std::string toStringTimpl(const T& value) {
     if constexpr (Text<T>::writable) return Text<T>::write(value);
-    else ZARVO_THROW("type '" << typeid(T).name() << "' can not be serialized to string");
+    else ZARVO_THROW("type '" << zarvo::Exception::typeName(typeid(T)) << "' can not be serialized to string");
 }
 
 /// A value read from its text; throws for a type that has none.
 template <class T>
 T fromStringTimpl(const std::string& text) {
     if constexpr (Text<T>::readable) return Text<T>::read(text);
-    else ZARVO_THROW("type '" << typeid(T).name() << "' can not be deserialized from string");
+    else ZARVO_THROW("type '" << zarvo::Exception::typeName(typeid(T)) << "' can not be deserialized from string");
 }
 
 }  // namespace zarvo::exp::intern

@@ -288,7 +288,7 @@ struct Binary<T, std::void_t<decltype(std::declval<const T&>().serialize(no_swap
         } else if constexpr (HasBoundedDeserialize<T>::value) {
             value = T::deserialize(in.endian(), in.take(0), in.remaining(), used);
         } else {
-            ZARVO_THROW("type '" << typeid(T).name() << "' has no bounded byte reader");
+            ZARVO_THROW("type '" << zarvo::Exception::typeName(typeid(T)) << "' has no bounded byte reader");
         }
         in.take(used);
     }
