@@ -64,13 +64,20 @@ TEST(MaterialNumber, InputsTypesCutFormsAndBytes) {
     EXPECT_EQ(recordBytes(number, zarvo::exp::no_swap), hex("0c 00 00 00") + "1234 5678 90" + hex("00"));
     EXPECT_EQ(recordBytes(number, zarvo::exp::swap), hex("00 00 00 0c") + "1234 5678 90" + hex("00"));
     EXPECT_EQ(recordBytes(MaterialNumber(), zarvo::exp::swap), hex("00 00 00 00 02"));
-    size_t size = 0;
-    const auto read = [&](const std::string& bytes) {
-        return outcome([&] { return MaterialNumber::deserialize(zarvo::exp::no_swap, bytes.data(), size); });
-    };
-    EXPECT_EQ(read(hex("08 00 00 00") + "12345678" + hex("00")), kLength + "12345678");
-    EXPECT_EQ(read(hex("09 00 00 00") + "1234 5678" + hex("01")), kNotSupported);
-    // A none record drops its stored text; size still counts every byte read.
-    EXPECT_EQ(read(hex("09 00 00 00") + "1234 5678" + hex("02")), "|");
-    EXPECT_EQ(size, 14u);
+    // size counts every byte read before the text is judged, so a reader of a stream can skip a refused
+    // record; a none record drops its stored text.
+    const struct {
+        std::string bytes, result;
+        size_t used;
+    } reads[] = {{hex("08 00 00 00") + "12345678" + hex("00"), kLength + "12345678", 13},
+                 {hex("09 00 00 00") + "1234 5678" + hex("01"), kNotSupported, 14},
+                 {hex("09 00 00 00") + "1234 5678" + hex("02"), "|", 14}};
+    for (const auto& read : reads) {
+        size_t open = 0, bounded = 0;
+        const char* data = read.bytes.data();
+        EXPECT_EQ(outcome([&] { return MaterialNumber::deserialize(zarvo::exp::no_swap, data, open); }), read.result);
+        EXPECT_EQ(outcome([&] { return MaterialNumber::deserialize(zarvo::exp::no_swap, data, read.bytes.size(), bounded); }),
+                  read.result);
+        EXPECT_TRUE(open == read.used && bounded == read.used) << read.result;
+    }
 }

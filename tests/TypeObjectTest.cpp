@@ -18,6 +18,23 @@ struct Reading {
     bool operator==(const Reading& other) const { return channel == other.channel; }
 };
 
+// An entry written as callers wrote them before the bounded reader: the three historic operations only.
+struct LegacyTag {};
+struct LegacyEntry : TypeObject {
+    LegacyEntry() : TypeObject("testlegacy") {}
+    const std::type_info& getTypeInfo() const override { return typeid(LegacyTag); }
+    std::shared_ptr<Variant> deserialize(Endian, const char* data, size_t& size) const override {
+        size = 1;
+        return hold(int(data[0]));
+    }
+    std::shared_ptr<Variant> fromString(const std::string& text) const override { return hold(int(text.size())); }
+    static void add() {
+        auto* entry = new LegacyEntry;  // the registry owns its entries
+        m_pIdTypeObjects->emplace(typeid(LegacyTag), entry);
+        m_pStringTypeObjects->emplace(entry->getTypeString(), entry);
+    }
+};
+
 struct Unregistered {};
 struct Intruder {};
 struct Renamed {};
@@ -62,7 +79,8 @@ TEST(TypeObject, MissesRepeatsAndCallerTypes) {
     size_t size = 17;
     EXPECT_EQ(messageOf([&] { Variant::deserialize("nosuch", no_swap, nullptr, size); }),
               "Unknown type string: nosuch" + kUnknown);
-    EXPECT_TRUE(!Variant::fromString("void", "x") && !Variant::deserialize("void", swap, "abc", size) && size == 17u);
+    EXPECT_TRUE(!Variant::fromString("void", "x") && !Variant::deserialize("void", swap, "abc", size) &&
+                !Variant::deserialize("void", swap, "abc", 3, size) && size == 17u);
 
     testing::internal::CaptureStdout();
     EXPECT_TRUE(TypeObject::create<int>("int32") == nullptr && TypeObject::create<int>("int32") == nullptr);
@@ -84,4 +102,14 @@ TEST(TypeObject, MissesRepeatsAndCallerTypes) {
     // With only the open reader, the record cannot be kept inside a bounded input.
     EXPECT_EQ(messageOf([&] { Variant::deserialize("testreading", no_swap, "abcd", 4, used); }),
               "type '(anonymous namespace)::Reading' has no bounded byte reader");
+}
+
+TEST(TypeObject, CallerEntryWithoutBoundedReader) {
+    LegacyEntry::add();
+    size_t size = 0;
+    EXPECT_TRUE(Variant::deserialize("testlegacy", no_swap, "\x07", size)->toInt32() == 7 && size == 1u);
+    EXPECT_EQ(Variant::fromString("testlegacy", "abc")->toInt32(), 3);
+    EXPECT_EQ(failureOf([&] { Variant::deserialize("testlegacy", no_swap, "\x07", 1, size); }),
+              "Registry entry 'testlegacy' ((anonymous namespace)::LegacyTag) has no bounded byte reader"
+              "|zarvo::exp::TypeObject::deserialize");
 }

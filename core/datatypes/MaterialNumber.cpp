@@ -79,10 +79,12 @@ size_t MaterialNumber::serialize(exp::Endian endian, char* data) const {
     return used + exp::Memory::writeField(endian, data + used, static_cast<std::uint8_t>(m_type));
 }
 
-MaterialNumber MaterialNumber::read(exp::Memory::Cursor& in) {
+MaterialNumber MaterialNumber::read(exp::Memory::Cursor& in, size_t& size) {
     std::string text;
     exp::Memory::deserializeT(in, text);
-    return MaterialNumber(text, static_cast<NumberType>(in.field<std::uint8_t>()));
+    const auto type = static_cast<NumberType>(in.field<std::uint8_t>());
+    size = in.consumed();
+    return MaterialNumber(text, type);
 }
 
 void MaterialNumber::checkZarvoMaterialIntegerInput(std::int64_t number) {

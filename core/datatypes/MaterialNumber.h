@@ -71,18 +71,23 @@ public:
     /// constructor's exceptions pass); size becomes the stored text length + 5, all
     /// the bytes read. That is sizeofType() of the result for every form serialize
     /// writes; foreign bytes of a none record with a text count the dropped text too.
+    /// size is set before the text is validated, so a reader of a stream of records
+    /// can skip one whose text is refused.
     static MaterialNumber deserialize(exp::Endian endian, const char* data, size_t& size) {
-        return exp::Memory::readFrom(exp::Memory::Cursor(endian, data), size, read);
+        exp::Memory::Cursor in(endian, data);
+        return read(in, size);
     }
     /// As above, but throws zarvo::Exception rather than read past data + available.
     static MaterialNumber deserialize(exp::Endian endian, const char* data, size_t available, size_t& size) {
-        return exp::Memory::readFrom(exp::Memory::Cursor(endian, data, available), size, read);
+        exp::Memory::Cursor in(endian, data, available);
+        return read(in, size);
     }
     /// The size of the byte form: the text length + 5.
     size_t sizeofType() const { return m_number.size() + 5; }
 
 private:
-    static MaterialNumber read(exp::Memory::Cursor& in);
+    /// Reads the fields, stores the bytes they took in size, then builds the object.
+    static MaterialNumber read(exp::Memory::Cursor& in, size_t& size);
 
     /// Validates an integer input (taken as signed) and stores its canonical text.
     ZARVO_NO_EXPORT void checkZarvoMaterialIntegerInput(std::int64_t number);

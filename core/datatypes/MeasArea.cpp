@@ -47,7 +47,7 @@ MeasArea MeasArea::read(Memory::Cursor& in) {
     area.m_height = in.field<unsigned short>();
     area.m_coldSpot = Memory::readValue<MeasPoint>(in);
     area.m_hotSpot = Memory::readValue<MeasPoint>(in);
-    area.setMeanValue(Variant::deserialize(Memory::readValue<std::string>(in), in));
+    area.setMeanValue(detail::readNamedValue(in, "MEAS AREA mean value"));
     return area;
 }
 

@@ -39,7 +39,7 @@ MeasPoint MeasPoint::read(Memory::Cursor& in) {
     MeasPoint point;
     point.m_xPos = in.field<unsigned short>();
     point.m_yPos = in.field<unsigned short>();
-    point.m_value = Variant::deserialize(Memory::readValue<std::string>(in), in);
+    point.m_value = detail::readNamedValue(in, "MEAS POINT");
     return point;
 }
 

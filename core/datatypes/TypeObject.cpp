@@ -34,6 +34,11 @@ TypeObjectInitializer::~TypeObjectInitializer() {
 
 TypeObject::~TypeObject() = default;
 
+std::shared_ptr<Variant> TypeObject::deserialize(Memory::Cursor&) const {
+    ZARVO_THROW("Registry entry '" << m_typeString << "' (" << zarvo::Exception::typeName(getTypeInfo())
+                                   << ") has no bounded byte reader");
+}
+
 const TypeObject* TypeObject::create(std::unique_ptr<TypeObject> entry) {
     const std::type_info& type = entry->getTypeInfo();
     if (m_pIdTypeObjects->emplace(std::type_index(type), entry.get()).second) {

@@ -33,7 +33,9 @@ public:
     /// Parses one value from its text form.
     virtual std::shared_ptr<Variant> fromString(const std::string& text) const = 0;
     /// Reads one value at the cursor; a bounded cursor is never read past its end.
-    virtual std::shared_ptr<Variant> deserialize(Memory::Cursor& in) const = 0;
+    /// An entry that does not override it refuses with a zarvo::Exception naming
+    /// the entry: the open reader it has could read past the end of the input.
+    virtual std::shared_ptr<Variant> deserialize(Memory::Cursor& in) const;
 
     /// The registered text name.
     const char* getTypeString() const { return m_typeString; }

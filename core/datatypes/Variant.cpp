@@ -15,13 +15,21 @@ std::shared_ptr<Variant> Variant::deserialize(const std::string& typeString, End
 
 std::shared_ptr<Variant> Variant::deserialize(const std::string& typeString, Endian endian, const char* data,
                                               size_t available, size_t& size) {
-    const TypeObject& entry = TypeObject::find(typeString);
-    return Memory::readFrom(Memory::Cursor(endian, data, available), size,
-                            [&entry](Memory::Cursor& in) { return entry.deserialize(in); });
+    Memory::Cursor in(endian, data, available);
+    std::shared_ptr<Variant> value = TypeObject::find(typeString).deserialize(in);
+    if (value) size = in.consumed();
+    return value;
 }
 
 std::shared_ptr<Variant> Variant::deserialize(const std::string& typeString, Memory::Cursor& in) {
     return TypeObject::find(typeString).deserialize(in);
+}
+
+std::shared_ptr<Variant> detail::readNamedValue(Memory::Cursor& in, const char* holder) {
+    const std::string typeName = Memory::readValue<std::string>(in);
+    std::shared_ptr<Variant> value = Variant::deserialize(typeName, in);
+    if (!value) ZARVO_THROW(holder << " holds no value: its type " << typeName << " has none");
+    return value;
 }
 
 std::shared_ptr<Variant> Variant::fromString(const std::string& typeString, const std::string& text) {

@@ -105,8 +105,8 @@ public:
     static std::shared_ptr<Variant> deserialize(const std::string& typeString, Endian endian, const char* data,
                                                 size_t& size);
     /// Reads a value of the registered type typeString from the available bytes at
-    /// data, never past them; size receives the bytes used (0 for "void", which gives
-    /// an empty pointer). Input that ends early or holds an implausible count, length
+    /// data, never past them; size receives the bytes used ("void" gives an empty
+    /// pointer and leaves size alone, as the open reader does). Input that ends early or holds an implausible count, length
     /// or matrix header throws a zarvo::Exception.
     static std::shared_ptr<Variant> deserialize(const std::string& typeString, Endian endian, const char* data,
                                                 size_t available, size_t& size);
@@ -131,6 +131,11 @@ protected:
 };
 
 namespace detail {
+
+/// A registered name at the cursor, then a value of that type: how records hold a
+/// value. A name whose type holds no value ("void") is refused with a message
+/// naming holder, since the record could then be neither written nor printed.
+ZARVO_EXPORT std::shared_ptr<Variant> readNamedValue(Memory::Cursor& in, const char* holder);
 
 /// Whether T is a std::vector or std::list.
 template <class T>

@@ -1,5 +1,6 @@
 #include "core/memory/MemoryBinary.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 
@@ -98,11 +99,14 @@ void Binary<cv::Mat>::read(Cursor& in, cv::Mat& value) {
     const std::uint32_t dims = in.field<std::uint32_t>();
     if (dims > kMaxDims) ZARVO_THROW("Matrix header holds " << dims << " dimensions, at most " << kMaxDims);
     int sizes[kMaxDims];
-    size_t count = 1;
     for (std::uint32_t i = 0; i < dims; ++i) {
         sizes[i] = in.field<int>();
         if (sizes[i] < 0) ZARVO_THROW("Matrix header holds the negative size " << sizes[i] << " in dimension " << i);
-        if (sizes[i] != 0 && count > std::numeric_limits<size_t>::max() / static_cast<size_t>(sizes[i]))
+    }
+    // A zero size anywhere means no elements, whatever the product of the others.
+    size_t count = std::find(sizes, sizes + dims, 0) == sizes + dims ? 1 : 0;
+    for (std::uint32_t i = 0; i < dims && count != 0; ++i) {
+        if (count > std::numeric_limits<size_t>::max() / static_cast<size_t>(sizes[i]))
             ZARVO_THROW("Matrix header holds more elements than memory can address");
         count *= static_cast<size_t>(sizes[i]);
     }

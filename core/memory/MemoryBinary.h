@@ -4,6 +4,7 @@
 // template per type family. Every form is packed, field behind field, with no
 // type tag, no padding and no alignment.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -147,11 +148,12 @@ public:
     }
 
     /// Checks that count elements of at least minSize bytes each can be there, before
-    /// anything is allocated for them. A product too large for size_t never fits.
+    /// anything is allocated for them.
     void requireElements(size_t count, size_t minSize) const {
-        require(minSize != 0 && count > std::numeric_limits<size_t>::max() / minSize
-                    ? std::numeric_limits<size_t>::max()
-                    : count * minSize);
+        if (minSize != 0 && count > remaining() / minSize)
+            ZARVO_THROW("Input ends before the value does: " << count << " elements of at least " << minSize
+                                                             << " bytes announced at offset " << consumed() << ", "
+                                                             << remaining() << " bytes left");
     }
 
     /// Hands out the next n bytes and moves past them.
@@ -343,8 +345,11 @@ struct SequenceBinary {
                 deserializeT(in, value);
                 values.push_back(std::move(value));
                 if (i == 0) in.requireElements(count - 1, Binary<Element>::minSize);
+                // Reserved only as far as the input could hold elements of their size
+                // in memory, so a bad count further on fails without a huge allocation.
                 if constexpr (std::is_same_v<Sequence, std::vector<Element>>)
-                    if (i == 0 && in.bounded()) values.reserve(count);
+                    if (i == 0 && in.bounded())
+                        values.reserve(std::min<size_t>(count, 1 + in.remaining() / sizeof(Element)));
             }
         }
     }

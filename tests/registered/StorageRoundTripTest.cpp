@@ -52,7 +52,7 @@ TEST(StorageRoundTrip, MalformedEntriesYieldNoStorage) {
         {storageOf(1, entry("a", "void", "")), "Storage entry holds no value: a (type void)"},
         {deep, "Storage groups nested deeper than 64 levels"},
         {std::string(8, '\xff'),
-         "Input ends before the value does: 18446744073709551615 more bytes needed at offset 8, 0 left"}};
+         "Input ends before the value does: 18446744073709551615 elements of at least 8 bytes announced at offset 8, 0 bytes left"}};
     for (const auto& [bytes, message] : cases) {
         size_t size = 0;
         EXPECT_EQ(messageOf([&] { Storage::deserialize(swap, bytes.data(), bytes.size(), size); }), message);
