@@ -36,6 +36,7 @@ TEST(MeasPoint, PointAndAreaForms) {
     EXPECT_EQ(recordBytes(area, no_swap), std::string("\1\0\2\0\3\0\4\0", 8) + recordBytes(cold, no_swap) +
                                               recordBytes(hot, no_swap) + std::string("\6\0\0\0", 4) + "double" +
                                               std::string("\0\0\0\0\0\x80\x42\x40", 8));
+    EXPECT_EQ(recordBytes(MeasArea(1, 2, 3, 4, cold, hot, hold(37.0)), swap), bytes);  // built, not read
     EXPECT_EQ(area.getAreaRect(), cv::Rect(1, 2, 3, 4));
     EXPECT_EQ(area.toString(), "(1/2) (3 x 4 )20.5 , 40 , 37");
     EXPECT_EQ(*reinterpret_cast<const double*>(area.getMeanValue()), 37.0);

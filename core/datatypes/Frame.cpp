@@ -1,6 +1,9 @@
 #include "core/datatypes/Frame.h"
 
+#include <ostream>
 #include <utility>
+
+#include <opencv2/core/check.hpp>
 
 namespace zarvo::exp {
 
@@ -62,5 +65,20 @@ bool Frame::isEmpty() const {
 }
 
 DataStorage<std::string>&& Frame::releaseMetaData() { return std::move(m_metaData); }
+
+std::ostream& operator<<(std::ostream& stream, const Frame& frame) {
+    const cv::Mat& image = frame.getFrameData();
+    stream << "Frame ";
+    if (image.dims <= 2) {
+        stream << image.cols << "x" << image.rows;
+    } else {
+        for (int i = 0; i < image.dims; ++i) stream << (i == 0 ? "" : "x") << image.size[i];
+    }
+    stream << " " << cv::typeToString(image.type()) << ", metadata:";
+    const std::vector<std::string> keys = frame.getMetaDataKeys();
+    for (size_t i = 0; i < keys.size(); ++i) stream << (i == 0 ? " " : ", ") << keys[i];
+    if (keys.empty()) stream << " none";
+    return stream;
+}
 
 }  // namespace zarvo::exp

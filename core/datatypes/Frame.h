@@ -1,5 +1,6 @@
 #pragma once
 
+#include <iosfwd>
 #include <memory>
 #include <string>
 #include <vector>
@@ -72,5 +73,10 @@ private:
     cv::Mat m_frameData;
     DataStorage<std::string> m_metaData;
 };
+
+/// Writes a line about the frame for people: its size (columns x rows, or the sizes
+/// of each dimension), its OpenCV type and its top-level metadata keys, e.g.
+/// "Frame 640x480 CV_8UC1, metadata: camera, exposure".
+ZARVO_EXPORT std::ostream& operator<<(std::ostream& stream, const Frame& frame);
 
 }  // namespace zarvo::exp

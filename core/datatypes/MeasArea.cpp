@@ -9,6 +9,16 @@ namespace zarvo::exp {
 MeasArea::MeasArea(unsigned short x, unsigned short y, unsigned short width, unsigned short height)
     : m_xPos(x), m_yPos(y), m_width(width), m_height(height) {}
 
+MeasArea::MeasArea(unsigned short x, unsigned short y, unsigned short width, unsigned short height,
+                   MeasPoint coldSpot, MeasPoint hotSpot, std::shared_ptr<Variant> meanValue)
+    : m_xPos(x),
+      m_yPos(y),
+      m_width(width),
+      m_height(height),
+      m_coldSpot(std::move(coldSpot)),
+      m_hotSpot(std::move(hotSpot)),
+      m_meanValue(std::move(meanValue)) {}
+
 MeasArea::~MeasArea() = default;
 
 bool MeasArea::operator==(const MeasArea& other) const {

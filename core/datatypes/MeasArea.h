@@ -24,7 +24,8 @@ namespace zarvo::exp {
 ///   x, y, width, height (2 each), cold spot, hot spot (MeasPoint forms),
 ///   mean value's name length N (4), name (N), the mean value's own byte form.
 ///
-/// The mean value comes in only by deserialize; until then it is null. An area with
+/// The mean value comes in by deserialize or by the constructor that takes it; until
+/// then it is null. An area with
 /// a null mean value gives nullptr from getMeanValue(), and its serialize, sizeofType
 /// and toString throw "Can not serialize a MEAS AREA without mean value!" before
 /// anything is written. Spots are checked first: an area whose spot has no value
@@ -35,6 +36,12 @@ public:
     MeasArea() = default;
     /// x, y, width, height; empty spots, null mean value.
     MeasArea(unsigned short x, unsigned short y, unsigned short width, unsigned short height);
+    /// A whole area, ready to be written or printed: x, y, width, height, the two
+    /// spots and the mean value, held as given (shared, not copied). getMeanValue()
+    /// takes the mean value's object as a quantity, so give it one of the type your
+    /// framework registers for mean values; any registered type writes and prints.
+    MeasArea(unsigned short x, unsigned short y, unsigned short width, unsigned short height, MeasPoint coldSpot,
+             MeasPoint hotSpot, std::shared_ptr<Variant> meanValue);
     /// Copies the numbers and the spots; the copy shares the Variant objects.
     MeasArea(const MeasArea&) = default;
     /// Copies the numbers and the spots; the copy shares the Variant objects.

@@ -50,6 +50,8 @@ size_t Variant::serialize(Endian endian, std::ostream& stream) const {
     return size;
 }
 
+std::ostream& operator<<(std::ostream& stream, const Variant& value) { return stream << value.toString(); }
+
 std::string Variant::getTypeString(const std::type_info& type) {
     return std::string(getStringFromType(type));
 }

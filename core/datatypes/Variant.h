@@ -130,6 +130,9 @@ protected:
     static std::string getTypeString(const std::type_info& type);
 };
 
+/// Writes the value's text form, its toString(), to a stream.
+ZARVO_EXPORT std::ostream& operator<<(std::ostream& stream, const Variant& value);
+
 namespace detail {
 
 /// A registered name at the cursor, then a value of that type: how records hold a

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <iterator>
 #include <limits>
+#include <ostream>
 #include <list>
 #include <string>
 #include <type_traits>
@@ -26,7 +27,17 @@ namespace zarvo::exp {
 /// the host's order. Every test is a test against 0: any value other than swap
 /// behaves as no_swap (the underlying int makes every such value a valid Endian).
 /// On a little-endian host swap gives big-endian data.
+///
+/// The name swap clashes with std::swap where a file has both
+/// <code>using namespace std;</code> and <code>using namespace zarvo::exp;</code>:
+/// write zarvo::exp::swap there, or name the data's order with big_endian and
+/// little_endian below.
 enum Endian : int { swap = 0, no_swap = 1 };
+
+/// The Endian that writes and reads big-endian data on this host.
+inline constexpr Endian big_endian = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? no_swap : swap;
+/// The Endian that writes and reads little-endian data on this host.
+inline constexpr Endian little_endian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? no_swap : swap;
 
 namespace Memory {
 
@@ -487,5 +498,29 @@ size_t sizeofT(const T& value) {
     return Binary<T>::size(value);
 }
 
+/// Whether T is a record: the byte form members and a text form, toString().
+template <class T, class = void>
+struct IsRecord : std::false_type {};
+template <class T>
+struct IsRecord<T, std::void_t<decltype(std::declval<const T&>().serialize(no_swap, std::declval<char*>())),
+                               decltype(std::declval<const T&>().sizeofType()),
+                               decltype(std::string(std::declval<const T&>().toString()))>> : std::true_type {};
+
 }  // namespace Memory
+
+class MarkedFloat;
+
+/// Writes a record's text form, its toString(), to a stream: what a record of this
+/// library (and of a caller, in namespace zarvo::exp) gives to <<. MarkedFloat keeps
+/// its own operator, which writes the number as the stream is set up to.
+template <class R, std::enable_if_t<Memory::IsRecord<R>::value && !std::is_same_v<R, MarkedFloat>, int> = 0>
+std::ostream& operator<<(std::ostream& stream, const R& record) {
+    return stream << record.toString();
+}
+
 }  // namespace zarvo::exp
+
+namespace zarvo {
+// MaterialNumber lives here; argument lookup finds the records' << through this.
+using exp::operator<<;
+}  // namespace zarvo
