@@ -75,7 +75,7 @@ TEST(StrictText, RefusalsNameTypeAndText) {
         {"bool", "2"},      {"char", "ab"},   {"float", "1e40"}, {"double", "1.5 "},
         {"vecint32", "1;2;3"}, {"vecint32", "1;;"}, {"listbool", "1;true;"}, {"cvpoint", "12:"},
         {"cvmat", ""},      {"cvrect", "1:2"}, {"veccvmat", "x;"}, {"void", "x"},
-        {"int32", "\x1b[2J\\"}, {"vecint32", longText}};
+        {"int32", "\x1b[2J\n"}, {"vecint32", longText}};
     const std::string messages[] = {
         "Can not read uint8 (unsigned char) from \"300\": expected a decimal whole number from 0 to 255",
         "Can not read int32 (int) from \"abc\": expected " + kInt32,
@@ -101,7 +101,7 @@ TEST(StrictText, RefusalsNameTypeAndText) {
         "Can not read veccvmat (std::vector<cv::Mat, std::allocator<cv::Mat> >) from \"x;\": expected the empty text, since its elements have "
         "no text form",
         "Can not read void from \"x\": expected the empty text, since void holds no value",
-        "Can not read int32 (int) from \"\\x1b[2J\\\\\": expected " + kInt32,
+        "Can not read int32 (int) from \"\\x1b[2J\\n\": expected " + kInt32,
         "Can not read vecint32 (std::vector<int, std::allocator<int> >) from \"" + std::string(64, '7') +
             "\"... (101 bytes): expected elements each followed by \";\" (an element: " + kInt32 + ")"};
     for (size_t i = 0; i < std::size(table); ++i)

@@ -150,8 +150,7 @@ std::string Exception::printable(const std::string& text) {
     for (size_t i = 0; i < text.size(); ++i) {
         const auto byte = static_cast<unsigned char>(text[i]);
         const auto next = i + 1 < text.size() ? static_cast<unsigned char>(text[i + 1]) : 0u;
-        if (byte == '\\') shown += "\\\\";
-        else if (byte == '\n') shown += "\\n";
+        if (byte == '\n') shown += "\\n";
         else if (byte == '\r') shown += "\\r";
         else if (byte == '\t') shown += "\\t";
         else if (byte < 0x20 || byte == 0x7f) shown += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
