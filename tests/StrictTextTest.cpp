@@ -133,7 +133,8 @@ TEST(StrictText, CallersTypes) {
         {"markedfloat", "2 (Empty)", mark + "\"2 (Empty)\": " + marks},
         {"markedfloat", "1.5  (Overrange)", mark + "\"1.5  (Overrange)\": " + marks},
         {"version", "1.2.3", version + "\"1.2.3\": expected the text its toString writes"},
-        {"version", "abc", version + "\"abc\": expected the text its toString writes"},
+        {"version", "abc",
+         version + "\"abc\": expected the text its toString writes (Invalid string, cannot convert to version number !)"},
         {"celsius", "21.5 ", celsius + "\"21.5 \": " + stream},
         {"celsius", "warm", celsius + "\"warm\": " + stream}};
     for (const auto& [name, text, message] : refused)

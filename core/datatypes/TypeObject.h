@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -85,7 +86,7 @@ private:
 /// caller's own type gets the strict form of the reader its fromString uses: through
 /// a static T::fromString, the value whose toString() gives the text back exactly;
 /// through its stream operator, the value it extracts from the whole text with no
-/// failbit. A reader that throws refuses the text.
+/// failbit. A reader that throws refuses the text, and its message is added.
 template <class T>
 class TypeObject_ : public TypeObject {
 public:
@@ -103,10 +104,16 @@ public:
     }
     /// Variant_<T>::deserialize_imp at the cursor.
     std::shared_ptr<Variant> deserialize(Memory::Cursor& in) const override { return Variant_<T>::deserialize_imp(in); }
-    /// The strict reading of T's text family; throws the refusal for anything else.
+    /// The strict reading of T's text family; throws the refusal for anything else,
+    /// with the reason of a caller's reader that threw.
     std::shared_ptr<Variant> parse(const std::string& text) const override {
         using Value = std::remove_const_t<T>;
-        std::optional<Value> value = intern::parseTimpl<Value>(text);
+        std::optional<Value> value;
+        try {
+            value = intern::parseTimpl<Value>(text);
+        } catch (const std::exception& error) {
+            refuseText(text, intern::expectedTextOf<Value>() + " (" + error.what() + ")");
+        }
         if (!value) refuseText(text, intern::expectedTextOf<Value>());
         return std::make_shared<Variant_<T>>(std::move(*value));
     }

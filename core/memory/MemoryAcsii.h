@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <exception>
 #include <limits>
 #include <list>
 #include <optional>
@@ -99,23 +98,19 @@ struct Text {
     /// The strict form of read(): through T::fromString, the value whose toString()
     /// gives text back exactly (a type without toString takes what fromString takes);
     /// through the stream operator, the value it reads from the whole text with no
-    /// failbit. A reader that throws refuses the text.
+    /// failbit. What the reader throws passes.
     static std::optional<T> parse(const std::string& text) {
-        try {
-            if constexpr (HasFromString<T>::value) {
-                T value = T::fromString(text);
-                if constexpr (HasToString<T>::value)
-                    if (value.toString() != text) return std::nullopt;
-                return value;
-            } else {
-                std::istringstream stream(text);
-                T value{};
-                stream >> value;
-                if (stream.fail() || stream.peek() != std::istringstream::traits_type::eof()) return std::nullopt;
-                return value;
-            }
-        } catch (const std::exception&) {
-            return std::nullopt;
+        if constexpr (HasFromString<T>::value) {
+            T value = T::fromString(text);
+            if constexpr (HasToString<T>::value)
+                if (value.toString() != text) return std::nullopt;
+            return value;
+        } else {
+            std::istringstream stream(text);
+            T value{};
+            stream >> value;
+            if (stream.fail() || stream.peek() != std::istringstream::traits_type::eof()) return std::nullopt;
+            return value;
         }
     }
     /// What parse() accepts, in words.
