@@ -1,6 +1,6 @@
 // Writes the seed corpus of every harness into DIR/<harness>/: valid byte forms as
-// the library itself writes them, in each byte order a value has, behind the choice
-// byte the harness expects. Run by `make fuzz` before the harnesses, so the seeds
+// the library itself writes them, in each byte order a value has (and, for the text
+// harness, the text forms), behind the choice byte the harness expects. Run by `make fuzz` before the harnesses, so the seeds
 // always match the library they are read by.
 #include <filesystem>
 #include <fstream>
@@ -105,6 +105,13 @@ void values(Corpus& corpus, const std::string& harness, const std::vector<std::s
             corpus.add(harness, pick, [&](Endian endian) { return variantBytes(endian, value); });
 }
 
+// Seeds of the text harness: the text form of each value that has one.
+void texts(Corpus& corpus, const std::vector<std::string>& names) {
+    for (unsigned pick = 0; pick < names.size(); ++pick)
+        for (const auto& value : samples(names[pick]))
+            if (value) corpus.add("text", pick, [&](Endian) { return value->toString(); });
+}
+
 // An area gets its mean value only from bytes: put together from the forms of its
 // parts (a point's form less its position is a name and a value).
 MeasArea area() {
@@ -131,6 +138,7 @@ int main(int argc, char** argv) {
     Corpus corpus(argv[1]);
     values(corpus, "value", valueNames());
     values(corpus, "matrix", matrixNames());
+    texts(corpus, valueNames());
     corpus.records<Storage>("Storage", {Storage(), storage(false), storage(true)});
     corpus.records<MarkedFloat>("MarkedFloat", {MarkedFloat(21.5f, MarkedFloat::Valid),
                                                 MarkedFloat(80.0f, MarkedFloat::Overrange), MarkedFloat()});

@@ -143,4 +143,24 @@ std::string Exception::typeName(const std::type_info& type) {
     return name;
 }
 
+std::string Exception::printable(const std::string& text) {
+    static const char digits[] = "0123456789abcdef";
+    std::string shown;
+    shown.reserve(text.size());
+    for (size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const auto next = i + 1 < text.size() ? static_cast<unsigned char>(text[i + 1]) : 0u;
+        if (byte == '\n') shown += "\\n";
+        else if (byte == '\r') shown += "\\r";
+        else if (byte == '\t') shown += "\\t";
+        else if (byte < 0x20 || byte == 0x7f) shown += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
+        else if (byte == 0xc2 && next >= 0x80 && next <= 0x9f) {
+            // U+0080..U+009F: a terminal reading UTF-8 takes U+009B as the start of a control sequence.
+            shown += {'\\', 'u', '0', '0', digits[next >> 4], digits[next & 15]};
+            ++i;
+        } else shown += static_cast<char>(byte);
+    }
+    return shown;
+}
+
 }  // namespace zarvo

@@ -44,6 +44,13 @@ public:
     /// demangler cannot read it.
     static std::string typeName(const std::type_info& type);
 
+    /// text made safe to show on a terminal: each control character (C0, DEL and the
+    /// UTF-8 forms of C1) becomes a backslash escape (n, r, t, or x and two hex digits,
+    /// u00 and two for C1). Bytes from a device or a file then cannot move the cursor
+    /// or recolour the screen; every other byte is kept, so a text made safe once
+    /// stays the same when made safe again.
+    static std::string printable(const std::string& text);
+
 private:
     std::string m_message;
     std::string m_where;

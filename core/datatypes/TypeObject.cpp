@@ -57,6 +57,24 @@ const TypeObject* TypeObject::create(std::unique_ptr<TypeObject> entry) {
     return nullptr;
 }
 
+std::shared_ptr<Variant> TypeObject::parse(const std::string& text) const { return fromString(text); }
+
+void TypeObject::refuseText(const std::string& text, const std::string& why) const {
+    // A refused text may be long (a whole container) or come from a device: the
+    // message shows its start, made safe for a terminal.
+    constexpr size_t shown = 64;
+    const std::string readable = Exception::typeName(getTypeInfo());
+    ZARVO_THROW("Can not read " << m_typeString << (readable == m_typeString ? "" : " (" + readable + ")")
+                                << " from \"" << Exception::printable(text.substr(0, shown)) << "\""
+                                << (text.size() > shown ? "... (" + std::to_string(text.size()) + " bytes)" : "")
+                                << ": " << why);
+}
+
+std::shared_ptr<Variant> TypeObject_<void>::parse(const std::string& text) const {
+    if (!text.empty()) refuseText(text, "expected the empty text, since void holds no value");
+    return {};
+}
+
 const char* getStringFromType(const std::type_info& type) {
     if (type == typeid(const char*)) return TypeObject::find(typeid(std::string)).getTypeString();
     return TypeObject::find(type).getTypeString();

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <exception>
 #include <memory>
+#include <optional>
 #include <string>
+#include <type_traits>
 #include <typeindex>
 #include <typeinfo>
 #include <unordered_map>
@@ -36,6 +39,11 @@ public:
     /// An entry that does not override it refuses with a zarvo::Exception naming
     /// the entry: the open reader it has could read past the end of the input.
     virtual std::shared_ptr<Variant> deserialize(Memory::Cursor& in) const;
+    /// Reads text that holds exactly one value, as toString writes it, and throws a
+    /// zarvo::Exception naming the type and the text for anything else. This default
+    /// serves entries derived by hand that know only the three readers above: it
+    /// reads leniently, through fromString. TypeObject_<T> overrides it (see there).
+    virtual std::shared_ptr<Variant> parse(const std::string& text) const;
 
     /// The registered text name.
     const char* getTypeString() const { return m_typeString; }
@@ -56,6 +64,10 @@ public:
     static const TypeObject* create(const char* typeString);
 
 protected:
+    /// Throws the refusal of parse: "Can not read NAME (C++ type) from \"text\": " and
+    /// why, the text with its control characters escaped and cut after 64 bytes.
+    [[noreturn]] void refuseText(const std::string& text, const std::string& why) const;
+
     friend class TypeObjectInitializer;
     /// Type identity to entry.
     static std::unordered_map<std::type_index, TypeObject*>* m_pIdTypeObjects;
@@ -69,6 +81,14 @@ private:
 };
 
 /// The entry of one type T: makes Variant_<T> holders.
+///
+/// Its strict reading (parse) is that of T's text family in core/memory/MemoryAcsii.h:
+/// numbers whole, decimal and in range, bool only "0" and "1", containers element by
+/// element with every element followed by ";", a MarkedFloat with its mark. A
+/// caller's own type gets the strict form of the reader its fromString uses: through
+/// a static T::fromString, the value whose toString() gives the text back exactly;
+/// through its stream operator, the value it extracts from the whole text with no
+/// failbit. A reader that throws refuses the text, and its message is added.
 template <class T>
 class TypeObject_ : public TypeObject {
 public:
@@ -86,6 +106,19 @@ public:
     }
     /// Variant_<T>::deserialize_imp at the cursor.
     std::shared_ptr<Variant> deserialize(Memory::Cursor& in) const override { return Variant_<T>::deserialize_imp(in); }
+    /// The strict reading of T's text family; throws the refusal for anything else,
+    /// with the reason of a caller's reader that threw.
+    std::shared_ptr<Variant> parse(const std::string& text) const override {
+        using Value = std::remove_const_t<T>;
+        std::optional<Value> value;
+        try {
+            value = intern::parseTimpl<Value>(text);
+        } catch (const std::exception& error) {
+            refuseText(text, intern::expectedTextOf<Value>() + " (" + error.what() + ")");
+        }
+        if (!value) refuseText(text, intern::expectedTextOf<Value>());
+        return std::make_shared<Variant_<T>>(std::move(*value));
+    }
 };
 
 /// The entry "void": no value exists, so every reader gives an empty pointer, reads
@@ -103,6 +136,8 @@ public:
     std::shared_ptr<Variant> fromString(const std::string&) const override { return {}; }
     /// An empty pointer; the cursor stays.
     std::shared_ptr<Variant> deserialize(Memory::Cursor&) const override { return {}; }
+    /// An empty pointer for the empty text, the one text of no value; throws for any other.
+    std::shared_ptr<Variant> parse(const std::string& text) const override;
 };
 
 /// The registered text name of a type; a const char* counts as "string". Throws

@@ -36,6 +36,10 @@ std::shared_ptr<Variant> Variant::fromString(const std::string& typeString, cons
     return TypeObject::find(typeString).fromString(text);
 }
 
+std::shared_ptr<Variant> Variant::parse(const std::string& typeString, const std::string& text) {
+    return TypeObject::find(typeString).parse(text);
+}
+
 std::shared_ptr<char> Variant::serialize(Endian endian, size_t& size) const {
     size = sizeofT_imp();
     std::shared_ptr<char> buffer(new char[size], ArrayDeleter<char>());

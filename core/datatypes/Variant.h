@@ -113,8 +113,14 @@ public:
     /// Reads a value of the registered type typeString at the cursor: the way records
     /// and storages read the values they hold.
     static std::shared_ptr<Variant> deserialize(const std::string& typeString, Memory::Cursor& in);
-    /// Parses a value of the registered type typeString from its text form.
+    /// Parses a value of the registered type typeString from its text form, leniently:
+    /// a number is what a stream extracts from the text, and nothing is reported.
     static std::shared_ptr<Variant> fromString(const std::string& typeString, const std::string& text);
+    /// Reads a value of the registered type typeString from text that holds exactly one
+    /// value of it, as toString writes it; anything else (no number, trailing characters,
+    /// a value out of range, "true" for bool) throws a zarvo::Exception that names the
+    /// type and the text. See TypeObject_ for what each type accepts.
+    static std::shared_ptr<Variant> parse(const std::string& typeString, const std::string& text);
     /// The byte form in a new buffer of exactly size bytes (one allocation).
     std::shared_ptr<char> serialize(Endian endian, size_t& size) const;
     /// Writes the byte form to stream; returns the number of bytes written.

@@ -16,6 +16,7 @@
 #include "core/datatypes/TypeObject.h"
 #include "core/datatypes/Version.h"
 #include "core/datatypes/VersionExtended.h"
+#include "tools/bytes/ValueJson.h"
 
 using Storage = zarvo::exp::DataStorage<std::string>;
 
@@ -36,7 +37,7 @@ const T& held(const Variant& value) {
 // A text on the head line, or below it when it spans lines (trailing line ends dropped).
 Shown textOf(std::string text) {
     while (!text.empty() && text.back() == '\n') text.pop_back();
-    if (text.find('\n') == std::string::npos) return {text, {}};
+    if (text.find('\n') == std::string::npos) return {text, {}, {}};
     Shown shown;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) shown.lines.push_back(line);
@@ -47,10 +48,12 @@ std::string counted(size_t n, const char* one, const char* many) {
     return std::to_string(n) + " " + (n == 1 ? one : many);
 }
 
+Shown textFor(const std::shared_ptr<Variant>& value);
+
 Shown storageTree(const Storage& storage) {
-    Shown shown{counted(storage.size(), "entry", "entries"), {}};
+    Shown shown{counted(storage.size(), "entry", "entries"), {}, {}};
     for (const auto& [key, value] : storage) {
-        const Shown inner = show(value);
+        const Shown inner = textFor(value);
         shown.lines.push_back(key + " (" + value->getTypeString() + "):" + (inner.head.empty() ? "" : " " + inner.head));
         for (const std::string& line : inner.lines) shown.lines.push_back("  " + line);
     }
@@ -58,29 +61,63 @@ Shown storageTree(const Storage& storage) {
 }
 
 Shown matrices(const std::vector<cv::Mat>& list) {
-    Shown shown{counted(list.size(), "matrix", "matrices"), {}};
-    for (size_t i = 0; i < list.size(); ++i) shown.lines.push_back("[" + std::to_string(i) + "] " + matrixLine(list[i]));
+    Shown shown{counted(list.size(), "matrix", "matrices"), {}, {}};
+    for (size_t i = 0; i < list.size(); ++i) {
+        shown.lines.push_back("[" + std::to_string(i) + "] " + matrixLine(list[i]));
+        for (const std::string& line : channelLines(list[i])) shown.lines.push_back("  " + line);
+    }
     return shown;
+}
+
+// The text half of show().
+Shown textFor(const std::shared_ptr<Variant>& value) {
+    if (!value) return {"(no value)", {}, {}};
+    const std::type_info& type = value->getTypeInfo();
+    if (type == typeid(cv::Mat)) {
+        const auto& matrix = held<cv::Mat>(*value);
+        return {matrixLine(matrix), channelLines(matrix), {}};
+    }
+    if (type == typeid(std::vector<cv::Mat>)) return matrices(held<std::vector<cv::Mat>>(*value));
+    if (type == typeid(Storage)) return storageTree(held<Storage>(*value));
+    if (type == typeid(cv::Size)) {
+        const auto& size = held<cv::Size>(*value);
+        return {std::to_string(size.width) + "x" + std::to_string(size.height), {}, {}};
+    }
+    if (type == typeid(cv::Rect)) {
+        const auto& rect = held<cv::Rect>(*value);
+        return {std::to_string(rect.width) + "x" + std::to_string(rect.height) + " at " + std::to_string(rect.x) + ":" +
+                    std::to_string(rect.y),
+                {}, {}};
+    }
+    return textOf(value->toString());
+}
+
+std::vector<char> bytesOf(const Variant& value, Endian endian) {
+    size_t size = 0;
+    const auto bytes = value.serialize(endian, size);
+    return std::vector<char>(bytes.get(), bytes.get() + size);
 }
 
 // The records, read and written through their own members.
 struct Record {
     TypeRow row;
     Shown (*read)(Endian, const char*, size_t, size_t&);
-    std::vector<char> (*write)(Endian, const std::string&);  // nullptr: no text to read from
+    std::vector<char> (*write)(const char* name, Endian, const std::string&);  // nullptr: no text to read from
 };
 
 template <class R>
 Shown readRecord(Endian endian, const char* data, size_t available, size_t& used) {
-    return textOf(R::deserialize(endian, data, available, used).toString());
+    const R value = R::deserialize(endian, data, available, used);
+    Shown shown = textOf(value.toString());
+    shown.json = recordJson(value);
+    return shown;
 }
 
+// Through an entry of the record's own, never registered: the strict reading and its
+// refusal are those of the registry.
 template <class R>
-std::vector<char> writeRecord(Endian endian, const std::string& text) {
-    const R value = R::fromString(text);
-    std::vector<char> bytes(value.sizeofType());
-    bytes.resize(value.serialize(endian, bytes.data()));
-    return bytes;
+std::vector<char> writeRecord(const char* name, Endian endian, const std::string& text) {
+    return bytesOf(*TypeObject_<R>(name).parse(text), endian);
 }
 
 template <class R>
@@ -113,6 +150,16 @@ const Record* findRecord(const std::string& name) {
 
 }  // namespace
 
+std::vector<std::string> channelLines(const cv::Mat& matrix) {
+    std::vector<std::string> lines;
+    for (const ChannelStats& c : channelStats(matrix)) {
+        std::ostringstream line;
+        line << "channel " << lines.size() << ": min " << c.min << ", max " << c.max << ", mean " << c.mean;
+        lines.push_back(line.str());
+    }
+    return lines;
+}
+
 std::string matrixLine(const cv::Mat& matrix) {
     std::string sizes;
     for (int i = 0; i < matrix.dims; ++i) sizes += (i == 0 ? " " : "x") + std::to_string(matrix.size[i]);
@@ -120,22 +167,9 @@ std::string matrixLine(const cv::Mat& matrix) {
 }
 
 Shown show(const std::shared_ptr<Variant>& value) {
-    if (!value) return {"(no value)", {}};
-    const std::type_info& type = value->getTypeInfo();
-    if (type == typeid(cv::Mat)) return {matrixLine(held<cv::Mat>(*value)), {}};
-    if (type == typeid(std::vector<cv::Mat>)) return matrices(held<std::vector<cv::Mat>>(*value));
-    if (type == typeid(Storage)) return storageTree(held<Storage>(*value));
-    if (type == typeid(cv::Size)) {
-        const auto& size = held<cv::Size>(*value);
-        return {std::to_string(size.width) + "x" + std::to_string(size.height), {}};
-    }
-    if (type == typeid(cv::Rect)) {
-        const auto& rect = held<cv::Rect>(*value);
-        return {std::to_string(rect.width) + "x" + std::to_string(rect.height) + " at " + std::to_string(rect.x) + ":" +
-                    std::to_string(rect.y),
-                {}};
-    }
-    return textOf(value->toString());
+    Shown shown = textFor(value);
+    shown.json = valueJson(value);
+    return shown;
 }
 
 Reader readerFor(const std::string& name, std::shared_ptr<Variant>* last) {
@@ -150,15 +184,16 @@ Reader readerFor(const std::string& name, std::shared_ptr<Variant>* last) {
 
 Writer writerFor(const std::string& name, bool& known) {
     known = true;
-    if (const Record* r = findRecord(name)) return r->write ? Writer(r->write) : Writer();
+    if (const Record* r = findRecord(name)) {
+        if (r->write == nullptr) return {};
+        return [r](Endian endian, const std::string& text) { return r->write(r->row.name, endian, text); };
+    }
     known = TypeObject::findP(name) != nullptr;
     if (!known) return {};
     return [name](Endian endian, const std::string& text) {
-        const auto value = Variant::fromString(name, text);
+        const auto value = Variant::parse(name, text);
         if (!value) throw std::runtime_error("type '" + name + "' has no value to write");
-        size_t size = 0;
-        const auto bytes = value->serialize(endian, size);
-        return std::vector<char>(bytes.get(), bytes.get() + size);
+        return bytesOf(*value, endian);
     };
 }
 

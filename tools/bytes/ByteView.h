@@ -1,8 +1,8 @@
 #pragma once
 
 // What zarvo-inspect knows about the names it accepts: how to read each one with
-// its bounded reader and show the result, how to write it from text, and the table
-// that `zarvo-inspect types` prints.
+// its bounded reader and show the result (as text for people and as JSON for
+// scripts), how to write it from text, and the table that `zarvo-inspect types` prints.
 
 #include <cstddef>
 #include <functional>
@@ -17,9 +17,12 @@ namespace inspect {
 /// A value as the inspector shows it: a head (the text after "name: ", empty when
 /// nothing fits on one line) and the lines below it, indented by the printer.
 /// Multi-line texts go entirely below; a storage's entries are nested this way.
+/// json is the same value as one JSON value. The texts hold the value's bytes as
+/// they are: the printer makes them safe for a terminal.
 struct Shown {
     std::string head;
     std::vector<std::string> lines;
+    std::string json;
 };
 
 /// Reads one value at data, never past data + available; used receives the bytes used.
@@ -43,6 +46,9 @@ Shown show(const std::shared_ptr<zarvo::exp::Variant>& value);
 /// The dimensions, sizes and type of a matrix: "2 dims 480x640, CV_8UC1".
 std::string matrixLine(const cv::Mat& matrix);
 
+/// One line per channel of a non-empty matrix: "channel 0: min 1, max 7, mean 3.5".
+std::vector<std::string> channelLines(const cv::Mat& matrix);
+
 /// The reader of a record class name or a registered name ("storage" included),
 /// or an empty function for an unknown name. last, if given, receives each value
 /// read through the registry (records leave it alone).
@@ -50,7 +56,8 @@ Reader readerFor(const std::string& name, std::shared_ptr<zarvo::exp::Variant>* 
 
 /// The writer of a registered name or of a record that can be read from text
 /// (Version, VersionExtended, MarkedFloat, MaterialNumber); an empty function for
-/// anything else. known receives whether the name is known at all.
+/// anything else. known receives whether the name is known at all. The text is
+/// read strictly (Variant::parse): anything but exactly one value throws.
 Writer writerFor(const std::string& name, bool& known);
 
 /// The registered names in registration order: the library's 46, then "storage",

@@ -3,15 +3,19 @@
 // the bounded readers, so a damaged input ends in one line saying where the bytes
 // ran out, never in a crash.
 //
-// Exit codes: 0 done, 1 bad input (one line on standard error), 2 usage error.
+// Exit codes, the same for every command: 0 done, 1 bad data (one line on standard
+// error), 2 usage error (that line and the usage text).
 
 #include <algorithm>
+#include <cctype>
+#include <charconv>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
-#include <iterator>
+#include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #ifdef ZARVO_INSPECT_PNG
@@ -19,6 +23,8 @@
 #endif
 
 #include "tools/bytes/ByteView.h"
+#include "tools/bytes/ValueJson.h"
+#include "zarvo/version.h"
 
 namespace {
 
@@ -30,47 +36,72 @@ struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Input past this size is refused: a device or /dev/urandom never ends, and a
+// byte form this large is not what anyone looks at by eye.
+constexpr size_t kInputLimit = size_t(256) << 20;
+
 const char* const kUsage =
-    "usage: zarvo-inspect read NAME [--swap] [--all]"
+    "usage: zarvo-inspect read NAME [--swap] [--all] [--json] [--from-hex] [--offset N]"
 #ifdef ZARVO_INSPECT_PNG
     " [--png OUT]"
 #endif
     " [FILE]\n"
     "       zarvo-inspect write NAME TEXT [--swap] [--hex]\n"
     "       zarvo-inspect types\n"
+    "       zarvo-inspect --version | --help\n"
     "NAME is a registered type name, \"storage\" or a record class name (see 'types').\n"
-    "read shows the value(s) in FILE (or standard input, also for FILE '-') and the bytes used;\n"
-    "--all reads values back to back until the input ends. write prints the byte form of\n"
-    "TEXT, raw or with --hex as hex digits. --swap reverses multi-byte fields (default: host order).\n"
+    "read shows the value in FILE (or standard input, also for FILE '-') and the bytes used;\n"
+    "a matrix also shows the minimum, maximum and mean of each channel. Input over 256 MiB is refused.\n"
+    "  --all         reads values back to back until the input ends\n"
+    "  --json        prints one JSON document instead (a matrix's pixels when it holds at most 1024 values)\n"
+    "  --from-hex    the input is hex text: pairs of hex digits, blanks and line ends skipped\n"
+    "  --offset N    starts reading N bytes into the input\n"
 #ifdef ZARVO_INSPECT_PNG
-    "--png OUT (read cvmat only) writes the matrix as a PNG, scaled to 0..255.\n"
+    "  --png OUT     (read cvmat only) writes the matrix as a PNG, scaled to 0..255\n"
 #endif
-    ;
+    "write reads TEXT as exactly one value (as 'read' shows it; anything else is refused) and\n"
+    "prints its byte form, raw or with --hex as hex digits.\n"
+    "--swap reverses multi-byte fields (default: host order).\n"
+    "Exit codes: 0 done, 1 bad data, 2 usage error.\n";
 
 struct Options {
     std::vector<std::string> positional;
     bool swap = false;
     bool all = false;
     bool hex = false;
+    bool json = false;
+    bool fromHex = false;
+    size_t offset = 0;
     std::string png;
 };
 
 // Splits the arguments after the command; allowed lists the options the command takes.
 Options parse(int argc, char** argv, const std::vector<std::string>& allowed) {
     Options options;
+    auto valueOf = [&](int& i, const std::string& option) -> std::string {
+        if (++i == argc) throw UsageError(option + " needs a value");
+        return argv[i];
+    };
     for (int i = 2; i < argc; ++i) {
         const std::string arg = argv[i];
         if (arg.size() < 3 || arg.compare(0, 2, "--") != 0) {
             options.positional.push_back(arg);
             continue;
         }
-        if (std::find(allowed.begin(), allowed.end(), arg) == allowed.end()) throw UsageError("unknown option for '" + std::string(argv[1]) + "': " + arg);
+        if (std::find(allowed.begin(), allowed.end(), arg) == allowed.end())
+            throw UsageError("unknown option for '" + std::string(argv[1]) + "': " + arg);
         if (arg == "--swap") options.swap = true;
         if (arg == "--all") options.all = true;
         if (arg == "--hex") options.hex = true;
-        if (arg == "--png") {
-            if (++i == argc) throw UsageError("--png needs a file name");
-            options.png = argv[i];
+        if (arg == "--json") options.json = true;
+        if (arg == "--from-hex") options.fromHex = true;
+        if (arg == "--png") options.png = valueOf(i, arg);
+        if (arg == "--offset") {
+            const std::string number = valueOf(i, arg);
+            const auto end = number.data() + number.size();
+            const auto result = std::from_chars(number.data(), end, options.offset);
+            if (result.ec != std::errc() || result.ptr != end || number.empty())
+                throw UsageError("--offset takes a number of bytes, not " + number);
         }
     }
     return options;
@@ -78,36 +109,95 @@ Options parse(int argc, char** argv, const std::vector<std::string>& allowed) {
 
 Endian endianOf(const Options& options) { return options.swap ? zarvo::exp::swap : zarvo::exp::no_swap; }
 
-std::vector<char> readInput(const std::string& file) {
-    if (file == "-") return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
-    std::ifstream in(file, std::ios::binary);
-    if (!in) throw std::runtime_error("cannot open " + file);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+std::vector<char> readAll(std::istream& in, const std::string& what) {
+    std::vector<char> bytes;
+    std::vector<char> chunk(size_t(1) << 16);
+    while (in.read(chunk.data(), static_cast<std::streamsize>(chunk.size())) || in.gcount() > 0) {
+        bytes.insert(bytes.end(), chunk.begin(), chunk.begin() + in.gcount());
+        if (bytes.size() > kInputLimit) throw std::runtime_error(what + " holds more than 256 MiB, more than zarvo-inspect reads");
+    }
+    return bytes;
+}
+
+// Pairs of hex digits; blanks and line ends between them are skipped.
+std::vector<char> fromHex(const std::vector<char>& text) {
+    std::vector<char> bytes;
+    int high = -1;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (std::isspace(static_cast<unsigned char>(c))) continue;
+        if (!std::isxdigit(static_cast<unsigned char>(c)))
+            throw std::runtime_error("hex input holds '" + std::string(1, c) + "' at offset " + std::to_string(i) +
+                                     ", not a hex digit");
+        const int digit = std::isdigit(static_cast<unsigned char>(c)) ? c - '0' : std::tolower(c) - 'a' + 10;
+        if (high < 0) {
+            high = digit;
+        } else {
+            bytes.push_back(static_cast<char>(high * 16 + digit));
+            high = -1;
+        }
+    }
+    if (high >= 0) throw std::runtime_error("hex input ends in the middle of a byte");
+    return bytes;
+}
+
+std::vector<char> readInput(const std::string& file, bool hex) {
+    std::vector<char> input;
+    if (file == "-") {
+        input = readAll(std::cin, "standard input");
+    } else {
+        std::ifstream in(file, std::ios::binary);
+        if (!in) throw std::runtime_error("cannot open " + file);
+        input = readAll(in, file);
+    }
+    return hex ? fromHex(input) : input;
 }
 
 void print(const std::string& label, const Shown& shown) {
-    std::cout << label << ":" << (shown.head.empty() ? "" : " " + shown.head) << "\n";
-    for (const std::string& line : shown.lines) std::cout << "  " << line << "\n";
+    using zarvo::Exception;
+    std::cout << Exception::printable(label) << ":" << (shown.head.empty() ? "" : " " + Exception::printable(shown.head))
+              << "\n";
+    for (const std::string& line : shown.lines) std::cout << "  " << Exception::printable(line) << "\n";
+}
+
+// A count or length read in the wrong byte order mostly announces far more than the
+// input holds: when the other order reads the value, say so.
+std::string otherOrderHint(const inspect::Reader& reader, Endian endian, const char* data, size_t available) {
+    size_t used = 0;
+    try {
+        reader(endian == zarvo::exp::swap ? zarvo::exp::no_swap : zarvo::exp::swap, data, available, used);
+    } catch (const std::exception&) {
+        return "";
+    }
+    return endian == zarvo::exp::swap ? " (without --swap it reads)" : " (with --swap it reads)";
 }
 
 #ifdef ZARVO_INSPECT_PNG
+// libpng refuses a longer side (its default limit), after printing errors of its own.
+constexpr int kPngMaxSide = 1000000;
+
 // Stretches the value range to 0..255 in 8 bits, so any depth gives a visible image.
 void writePng(const cv::Mat& matrix, const std::string& path) {
     if (matrix.dims != 2 || matrix.empty()) throw std::runtime_error("only a non-empty 2-dimensional matrix makes a PNG");
     if (matrix.channels() == 2 || matrix.channels() > 4)
         throw std::runtime_error("a PNG takes 1, 3 or 4 channels, not " + std::to_string(matrix.channels()));
+    if (matrix.rows > kPngMaxSide || matrix.cols > kPngMaxSide)
+        throw std::runtime_error("a PNG side holds at most 1000000 pixels, the matrix is " + std::to_string(matrix.rows) +
+                                 " x " + std::to_string(matrix.cols));
+    cv::Mat values = matrix;
+    if (values.depth() == CV_16F) values.convertTo(values, CV_32F);  // normalize takes no half floats
     cv::Mat scaled;
-    cv::normalize(matrix, scaled, 0, 255, cv::NORM_MINMAX, CV_8U);
+    cv::normalize(values, scaled, 0, 255, cv::NORM_MINMAX, CV_8U);
     if (!cv::imwrite(path, scaled)) throw std::runtime_error("cannot write " + path);
 }
 #endif
 
 int read(int argc, char** argv) {
+    const Options options = parse(argc, argv, {"--swap", "--all", "--json", "--from-hex", "--offset",
 #ifdef ZARVO_INSPECT_PNG
-    const Options options = parse(argc, argv, {"--swap", "--all", "--png"});
-#else
-    const Options options = parse(argc, argv, {"--swap", "--all"});
+                                               "--png"
 #endif
+                                              });
     if (options.positional.empty() || options.positional.size() > 2) throw UsageError("read takes NAME [FILE]");
     const std::string& name = options.positional[0];
     if (!options.png.empty() && (name != "cvmat" || options.all)) throw UsageError("--png goes with 'read cvmat' alone");
@@ -115,21 +205,38 @@ int read(int argc, char** argv) {
     const inspect::Reader reader = inspect::readerFor(name, &last);
     if (!reader) throw UsageError("unknown name: " + name);
 
-    const std::vector<char> input = readInput(options.positional.size() == 2 ? options.positional[1] : "-");
-    size_t offset = 0;
+    const std::vector<char> input =
+        readInput(options.positional.size() == 2 ? options.positional[1] : "-", options.fromHex);
+    if (options.offset > input.size())
+        throw std::runtime_error("offset " + std::to_string(options.offset) + " lies past the end of the input (" +
+                                 std::to_string(input.size()) + " bytes)");
+    size_t offset = options.offset;
     size_t used = 0;
+    std::string values;  // --json: the values read, as JSON
     do {
         // In --all mode the reader's offsets count from the value's start, so say where that is.
         const std::string at = std::to_string(offset);
+        const char* data = input.data() + offset;
+        Shown shown;
         try {
-            const Shown shown = reader(endianOf(options), input.data() + offset, input.size() - offset, used);
-            print(options.all ? name + " at " + at : name, shown);
+            shown = reader(endianOf(options), data, input.size() - offset, used);
         } catch (const std::exception& error) {
-            throw std::runtime_error((options.all ? "value at offset " + at + ": " : "") + error.what());
+            throw std::runtime_error((options.all ? "value at offset " + at + ": " : "") + error.what() +
+                                     otherOrderHint(reader, endianOf(options), data, input.size() - offset));
         }
+        if (!options.json) print(options.all ? name + " at " + at : name, shown);
+        else if (!options.all) values = shown.json;
+        else values += (values.empty() ? "" : ",") + ("{\"offset\":" + at + ",\"value\":" + shown.json + "}");
         offset += used;
     } while (options.all && offset < input.size() && used > 0);
-    std::cout << offset << " bytes used of " << input.size() << "\n";
+    const size_t available = input.size() - options.offset;
+    if (options.json)
+        std::cout << "{\"type\":" << inspect::jsonString(name) << (options.all ? ",\"values\":[" : ",\"value\":")
+                  << values << (options.all ? "]" : "") << ",\"offset\":" << options.offset
+                  << ",\"bytesUsed\":" << offset - options.offset << ",\"bytesAvailable\":" << available << "}\n";
+    else
+        std::cout << offset - options.offset << " bytes used of " << available
+                  << (options.offset == 0 ? "" : " from offset " + std::to_string(options.offset)) << "\n";
 #ifdef ZARVO_INSPECT_PNG
     if (!options.png.empty()) writePng(last->value<cv::Mat>(), options.png);
 #endif
@@ -170,12 +277,31 @@ int types(int argc, char** argv) {
     return 0;
 }
 
-// Error texts may span lines (OpenCV's do); the caller gets one.
-std::string oneLine(std::string text) {
+int help(int, char**) {
+    std::cout << kUsage;
+    return 0;
+}
+
+int version(int, char**) {
+    std::cout << "zarvo-inspect " ZARVO_DATATYPES_VERSION_STRING "\n";
+    return 0;
+}
+
+// The commands, by the word that selects them.
+const std::pair<const char*, int (*)(int, char**)> kCommands[] = {
+    {"read", read}, {"write", write}, {"types", types},
+    {"help", help}, {"--help", help}, {"-h", help}, {"--version", version},
+};
+
+// One line, safe for a terminal: OpenCV's texts span lines and name its sources, so
+// only its own short description is kept.
+std::string oneLine(const std::exception& error) {
+    const auto* opencv = dynamic_cast<const cv::Exception*>(&error);
+    std::string text = opencv != nullptr ? "OpenCV refused: " + opencv->err + " (in " + opencv->func + ")" : error.what();
     for (char& c : text)
         if (c == '\n' || c == '\r') c = ' ';
     while (!text.empty() && text.back() == ' ') text.pop_back();
-    return text;
+    return zarvo::Exception::printable(text);
 }
 
 }  // namespace
@@ -183,19 +309,16 @@ std::string oneLine(std::string text) {
 int main(int argc, char** argv) {
     const std::string command = argc > 1 ? argv[1] : "";
     try {
-        if (command == "read") return read(argc, argv);
-        if (command == "write") return write(argc, argv);
-        if (command == "types") return types(argc, argv);
-        if (command == "help" || command == "--help" || command == "-h") {
-            std::cout << kUsage;
-            return 0;
-        }
+        for (const auto& [word, run] : kCommands)
+            if (command == word) return run(argc, argv);
         throw UsageError(command.empty() ? "no command" : "unknown command: " + command);
     } catch (const UsageError& error) {
-        std::cerr << "zarvo-inspect: " << error.what() << "\n" << kUsage;
+        std::cerr << "zarvo-inspect: " << oneLine(error) << "\n" << kUsage;
         return 2;
+    } catch (const std::bad_alloc&) {
+        std::cerr << "zarvo-inspect: out of memory: the input announces more than this machine holds\n";
     } catch (const std::exception& error) {
-        std::cerr << "zarvo-inspect: " << oneLine(error.what()) << "\n";
+        std::cerr << "zarvo-inspect: " << oneLine(error) << "\n";
     } catch (...) {
         std::cerr << "zarvo-inspect: unexpected error\n";
     }
