@@ -8,12 +8,14 @@ namespace zarvo::exp {
 
 std::unordered_map<std::type_index, TypeObject*>* TypeObject::m_pIdTypeObjects = nullptr;
 std::unordered_map<std::string, TypeObject*>* TypeObject::m_pStringTypeObjects = nullptr;
+std::vector<const TypeObject*>* TypeObject::m_pRegistrationOrder = nullptr;
 int TypeObjectInitializer::s_count = 0;
 
 TypeObjectInitializer::TypeObjectInitializer() {
     if (s_count++ == 0) {
         TypeObject::m_pIdTypeObjects = new std::unordered_map<std::type_index, TypeObject*>();
         TypeObject::m_pStringTypeObjects = new std::unordered_map<std::string, TypeObject*>();
+        TypeObject::m_pRegistrationOrder = new std::vector<const TypeObject*>();
     }
 }
 
@@ -29,6 +31,8 @@ TypeObjectInitializer::~TypeObjectInitializer() {
         for (auto& entry : *TypeObject::m_pStringTypeObjects) delete entry.second;
         delete TypeObject::m_pStringTypeObjects;
         TypeObject::m_pStringTypeObjects = nullptr;
+        delete TypeObject::m_pRegistrationOrder;
+        TypeObject::m_pRegistrationOrder = nullptr;
     }
 }
 
@@ -42,6 +46,7 @@ const TypeObject* TypeObject::create(std::unique_ptr<TypeObject> entry) {
             entry.release();
             ZARVO_THROW("Type maps are inconsistent!");
         }
+        m_pRegistrationOrder->push_back(entry.get());
         return entry.release();
     }
     const std::string typeString = entry->getTypeString();
@@ -50,6 +55,13 @@ const TypeObject* TypeObject::create(std::unique_ptr<TypeObject> entry) {
         ZARVO_THROW("Error: tried to register a type twice with diffrent type string! TypeName = " << typeString);
     std::cout << "WARNING: register type twice: " << typeString << "\n";
     return nullptr;
+}
+
+std::vector<std::string> TypeObject::typeStrings() {
+    std::vector<std::string> names;
+    names.reserve(m_pRegistrationOrder->size());
+    for (const TypeObject* entry : *m_pRegistrationOrder) names.emplace_back(entry->getTypeString());
+    return names;
 }
 
 const char* getStringFromType(const std::type_info& type) {
