@@ -15,6 +15,9 @@ namespace {
 Frame frameOf(py::handle image, py::handle metadata) {
     const cv::Mat pixels = image.is_none() ? cv::Mat() : matOf(image);
     if (metadata.is_none()) return Frame(pixels);
+    if (!py::isinstance<py::dict>(metadata) && !py::isinstance<Storage>(metadata))
+        raise(PyExc_TypeError, "frame metadata are a dict or a DataStorage, not " +
+                                   py::str(py::type::handle_of(metadata).attr("__name__")).cast<std::string>());
     Storage entries = py::isinstance<py::dict>(metadata)
                           ? py::type::of<Storage>().attr("from_dict")(metadata).cast<Storage>()
                           : metadata.cast<Storage>();
