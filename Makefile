@@ -22,7 +22,7 @@ INSTRUMENTED := -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZARVO_WARNINGS_AS_ERRORS=ON 
                 -DZARVO_BUILD_BENCHMARKS=OFF -DZARVO_BUILD_EXAMPLES=OFF
 FUZZ_DIR := $(FUZZ_BUILD)/fuzz
 
-.PHONY: all deps fuzz-deps configure build test test-sanitize test-tsan fuzz demo bench package install-packages docs clean
+.PHONY: all deps fuzz-deps configure build test test-sanitize test-tsan fuzz demo bench bench-python package install-packages docs clean
 
 all: build
 
@@ -96,6 +96,10 @@ demo: build
 
 bench: build
 	@for b in $(BUILD)/bench/zarvo_bench_*; do echo "== $$b"; $$b || exit 1; done
+
+# The Python module's timings against numpy, as ratios (python/bench/).
+bench-python: configure
+	cmake --build $(BUILD) -j$(JOBS) --target bench-python
 
 # The Debian packages (see cmake/ZarvoPackaging.cmake), written into $(BUILD). Builds only
 # what they hold: no tests, no benchmarks.

@@ -2,6 +2,7 @@
 #   libzarvo-datatypes      (runtime) the shared libraries with their SONAMEs, nothing else
 #   libzarvo-datatypes-dev  (dev)     headers, CMake package, pkg-config file, the .so links
 #   zarvo-tools             (tools)   zarvo-inspect, with OpenCV's image codecs for --png
+#   python3-zarvo-datatypes (python)  the Python module zarvo_datatypes
 # `make package` (or `cpack -G DEB` in the build folder) writes
 # <package>_<version>-<release>_<arch>.deb for each of them.
 
@@ -15,6 +16,9 @@ set(CPACK_PACKAGE_CONTACT ${ZARVO_PACKAGE_MAINTAINER})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "data types of a measuring-instrument framework")
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL runtime dev tools)
+if(ZARVO_BUILD_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE ${ZARVO_PACKAGE_RELEASE})
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -39,6 +43,14 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zarvo-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libzarvo-datatypes (= ${_zarvo_deb_version})")
+# As for the tools: the libraries the module links come from dpkg-shlibdeps, the project's
+# own runtime package is named here, and so is numpy, which the module imports (a Python
+# module links no libpython, so nothing else would name it; numpy brings python3).
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-zarvo-datatypes)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "libzarvo-datatypes (= ${_zarvo_deb_version}), python3-numpy")
+
 # Where dpkg-shlibdeps finds the project's own libraries that a packaged binary links.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 
@@ -49,3 +61,5 @@ cpack_add_component(dev DISPLAY_NAME "zarvo-datatypes development files"
                     DESCRIPTION "Headers, CMake package and pkg-config file of zarvo-datatypes.")
 cpack_add_component(tools DISPLAY_NAME "zarvo-datatypes tools"
                     DESCRIPTION "zarvo-inspect: shows what byte forms hold and writes them from text.")
+cpack_add_component(python DISPLAY_NAME "zarvo-datatypes for Python"
+                    DESCRIPTION "The Python module zarvo_datatypes: values, storages, frames and records, with numpy.")

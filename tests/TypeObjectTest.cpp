@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "tests/TestSupport.h"
 
 using namespace zarvo::exp;
@@ -112,4 +114,20 @@ TEST(TypeObject, CallerEntryWithoutBoundedReader) {
     EXPECT_EQ(failureOf([&] { Variant::deserialize("testlegacy", no_swap, "\x07", 1, size); }),
               "Registry entry 'testlegacy' ((anonymous namespace)::LegacyTag) has no bounded byte reader"
               "|zarvo::exp::TypeObject::deserialize");
+}
+
+// The names come in registration order: the 46 built-in types in their fixed order, then
+// this program's own, and a failed or repeated registration adds nothing.
+TEST(TypeObject, TypeStringsFollowRegistrationOrder) {
+    const std::vector<std::string> names = TypeObject::typeStrings();
+    ASSERT_GE(names.size(), 48u);
+    const std::vector<std::string> head(names.begin(), names.begin() + 10);
+    EXPECT_EQ(head, (std::vector<std::string>{"bool", "char", "int8", "uint8", "int16", "uint16", "int32", "uint32",
+                                               "void", "vecbool"}));
+    EXPECT_EQ(names[45], "listcvmat");
+    EXPECT_EQ(std::count(names.begin(), names.end(), "int32"), 1);
+    const auto reading = std::find(names.begin(), names.end(), "testreading");
+    ASSERT_NE(reading, names.end());
+    EXPECT_EQ(*(reading + 1), "testrenamed");
+    EXPECT_EQ(std::count(names.begin(), names.end(), "testrenamed2"), 0);
 }

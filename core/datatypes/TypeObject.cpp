@@ -8,12 +8,14 @@ namespace zarvo::exp {
 
 std::unordered_map<std::type_index, TypeObject*>* TypeObject::m_pIdTypeObjects = nullptr;
 std::unordered_map<std::string, TypeObject*>* TypeObject::m_pStringTypeObjects = nullptr;
+std::vector<const TypeObject*>* TypeObject::m_pRegistrationOrder = nullptr;
 int TypeObjectInitializer::s_count = 0;
 
 TypeObjectInitializer::TypeObjectInitializer() {
     if (s_count++ == 0) {
         TypeObject::m_pIdTypeObjects = new std::unordered_map<std::type_index, TypeObject*>();
         TypeObject::m_pStringTypeObjects = new std::unordered_map<std::string, TypeObject*>();
+        TypeObject::m_pRegistrationOrder = new std::vector<const TypeObject*>();
     }
 }
 
@@ -29,6 +31,8 @@ TypeObjectInitializer::~TypeObjectInitializer() {
         for (auto& entry : *TypeObject::m_pStringTypeObjects) delete entry.second;
         delete TypeObject::m_pStringTypeObjects;
         TypeObject::m_pStringTypeObjects = nullptr;
+        delete TypeObject::m_pRegistrationOrder;
+        TypeObject::m_pRegistrationOrder = nullptr;
     }
 }
 
@@ -47,6 +51,7 @@ const TypeObject* TypeObject::create(std::unique_ptr<TypeObject> entry) {
             entry.release();
             ZARVO_THROW("Type maps are inconsistent!");
         }
+        m_pRegistrationOrder->push_back(entry.get());
         return entry.release();
     }
     const std::string typeString = entry->getTypeString();
@@ -73,6 +78,13 @@ void TypeObject::refuseText(const std::string& text, const std::string& why) con
 std::shared_ptr<Variant> TypeObject_<void>::parse(const std::string& text) const {
     if (!text.empty()) refuseText(text, "expected the empty text, since void holds no value");
     return {};
+}
+
+std::vector<std::string> TypeObject::typeStrings() {
+    std::vector<std::string> names;
+    names.reserve(m_pRegistrationOrder->size());
+    for (const TypeObject* entry : *m_pRegistrationOrder) names.emplace_back(entry->getTypeString());
+    return names;
 }
 
 const char* getStringFromType(const std::type_info& type) {

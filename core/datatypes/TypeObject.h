@@ -9,6 +9,7 @@
 #include <typeindex>
 #include <typeinfo>
 #include <unordered_map>
+#include <vector>
 
 #include "core/datatypes/Variant.h"
 #include "core/memory/MemoryBinary.h"
@@ -56,6 +57,9 @@ public:
     static const TypeObject* findP(const std::string& typeString);
     /// The entry of that type, or nullptr.
     static const TypeObject* findP(const std::type_info& type);
+    /// Every registered name in the order of registration: the built-in types first,
+    /// then those of the units above, as they were loaded.
+    static std::vector<std::string> typeStrings();
 
     /// Registers T under typeString and returns the new entry. Registering T again
     /// under the same name prints a warning line on standard output and returns
@@ -73,6 +77,8 @@ protected:
     static std::unordered_map<std::type_index, TypeObject*>* m_pIdTypeObjects;
     /// Text name to entry; owns the entries.
     static std::unordered_map<std::string, TypeObject*>* m_pStringTypeObjects;
+    /// The entries of both maps in the order they were registered (the maps keep none).
+    static std::vector<const TypeObject*>* m_pRegistrationOrder;
 
 private:
     static const TypeObject* create(std::unique_ptr<TypeObject> entry);

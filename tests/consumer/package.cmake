@@ -112,3 +112,22 @@ step(pkg-config --define-variable=prefix=${root}/usr --cflags --libs zarvo_datat
 separate_arguments(flags UNIX_COMMAND "${flags}")
 step(${CXX} -std=c++17 ${SOURCE_DIR}/main.cpp ${flags} -o ${WORK_DIR}/pkg-config-consumer)
 step(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${lib_dir} ${WORK_DIR}/pkg-config-consumer)
+
+# Python: the module package unpacked beside the libraries, imported by Debian's Python in
+# a clean interpreter (-I: no user site, no PYTHONPATH of the caller) from outside the build tree.
+file(GLOB python_deb ${WORK_DIR}/packages/python3-zarvo-datatypes_${VERSION}-*.deb)
+if(python_deb)
+  step(dpkg -x ${python_deb} ${root})
+  file(GLOB_RECURSE module_file ${root}/usr/lib/python3/dist-packages/zarvo_datatypes*.so)
+  if(NOT module_file)
+    message(FATAL_ERROR "python3-zarvo-datatypes holds no module in usr/lib/python3/dist-packages")
+  endif()
+  set(import_check "import sys; sys.path.insert(0, '${root}/usr/lib/python3/dist-packages'); import zarvo_datatypes as z; \
+assert z.__file__.startswith('${root}/'), z.__file__; \
+assert z.Variant.from_string('int32', '7').serialize(z.Endian.swap) == bytes([0, 0, 0, 7])")
+  execute_process(COMMAND ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${lib_dir} /usr/bin/python3 -I -c "${import_check}"
+                  WORKING_DIRECTORY ${WORK_DIR} RESULT_VARIABLE result)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "the packaged module does not import (${result})")
+  endif()
+endif()

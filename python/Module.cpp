@@ -1,0 +1,66 @@
+#include <exception>
+#include <stdexcept>
+#include <string>
+
+#include "core/datatypes/DataStorage.h"
+#include "core/datatypes/TypeObject.h"
+#include "python/Bindings.h"
+#include "valuefault/Exception.h"
+
+namespace zarvo::python {
+
+namespace {
+
+// zarvo_datatypes.Error, made once at import and kept for the life of the process.
+PyObject* errorType = nullptr;
+
+// The library's exceptions as Python ones: zarvo::Exception as Error with its where
+// text, the standard ones of MaterialNumber by kind (std::out_of_range, a number too
+// large, as OverflowError rather than pybind11's IndexError), the plain text
+// MarkedFloat::checkRange throws as ValueError. pybind11 maps the rest
+// (invalid_argument, length_error, domain_error as ValueError, anything else as RuntimeError).
+void translate(std::exception_ptr thrown) {
+    try {
+        std::rethrow_exception(thrown);
+    } catch (const Exception& error) {
+        py::object instance = py::reinterpret_borrow<py::object>(errorType)(error.message());
+        instance.attr("where") = error.where();
+        PyErr_SetObject(errorType, instance.ptr());
+    } catch (const std::out_of_range& error) {
+        PyErr_SetString(PyExc_OverflowError, error.what());
+    } catch (const char* text) {
+        PyErr_SetString(PyExc_ValueError, text);
+    }
+}
+
+// Groups of a storage travel by name; a process whose C++ code registered the storage
+// holder already keeps its own name for it.
+void registerStorage() {
+    using Storage = exp::DataStorage<std::string>;
+    if (exp::TypeObject::findP(typeid(Storage)) == nullptr && exp::TypeObject::findP("storage") == nullptr)
+        exp::TypeObject::create<Storage>("storage");
+}
+
+}  // namespace
+
+}  // namespace zarvo::python
+
+PYBIND11_MODULE(zarvo_datatypes, module) {
+    namespace py = pybind11;
+    using namespace zarvo::python;
+    module.doc() =
+        "The values, storages, frames and records of zarvo-datatypes, with the same byte and text forms as the "
+        "C++ library and numpy arrays over its matrices.";
+    errorType = PyErr_NewExceptionWithDoc("zarvo_datatypes.Error",
+                                          "An error of the library: str() is the message, the attribute 'where' "
+                                          "tells the source place that raised it.",
+                                          PyExc_Exception, nullptr);
+    if (errorType == nullptr) throw py::error_already_set();
+    module.attr("Error") = py::reinterpret_borrow<py::object>(errorType);
+    py::register_local_exception_translator(&translate);
+    registerStorage();
+    bindVariant(module);
+    bindStorage(module);
+    bindFrame(module);
+    bindRecords(module);
+}

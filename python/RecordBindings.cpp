@@ -1,0 +1,302 @@
+#include <pybind11/operators.h>
+#include <pybind11/stl.h>
+
+#include <cstring>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "core/datatypes/CalibrationInfo.h"
+#include "core/datatypes/DeviceInfo.h"
+#include "core/datatypes/DeviceInfo2.h"
+#include "core/datatypes/MarkedFloat.h"
+#include "core/datatypes/MaterialNumber.h"
+#include "core/datatypes/MeasArea.h"
+#include "core/datatypes/MeasPoint.h"
+#include "core/datatypes/ProbeValue.h"
+#include "core/datatypes/Version.h"
+#include "core/datatypes/VersionExtended.h"
+#include "python/Bindings.h"
+
+namespace zarvo::python {
+
+using namespace pybind11::literals;
+using exp::Endian;
+using exp::MarkedFloat;
+using exp::MeasArea;
+using exp::MeasPoint;
+using exp::Version;
+using exp::VersionExtended;
+
+namespace {
+
+template <class R, class = void>
+struct HasEquality : std::false_type {};
+template <class R>
+struct HasEquality<R, std::void_t<decltype(std::declval<const R&>() == std::declval<const R&>())>> : std::true_type {};
+
+template <class R>
+py::bytes bytesOf(const R& record, Endian endian) {
+    return writtenBytes(record.sizeofType(), [&](char* data) { record.serialize(endian, data); });
+}
+
+// What every record has: the byte form both ways (the bounded reader), str() as the
+// text form, == (the record's own, or equal byte forms for a record without one).
+template <class R>
+py::class_<R> recordClass(py::module_& module, const char* name, const char* doc) {
+    py::class_<R> record(module, name, doc);
+    record.def("serialize", &bytesOf<R>, "endian"_a, "The byte form in the given byte order, as bytes.")
+        .def_static(
+            "deserialize",
+            [](py::handle data, Endian endian) {
+                const ByteInput input(data);
+                size_t used = 0;
+                R value = R::deserialize(endian, input.data(), input.size(), used);
+                return py::make_tuple(std::move(value), used);
+            },
+            "data"_a, "endian"_a,
+            "Reads one record from any bytes-like object, never past its end; returns (record, bytes used). "
+            "Bytes that end early raise Error.")
+        .def("__str__", [](const R& value) { return value.toString(); }, "The text form.")
+        .def("__repr__", [name](const R& value) { return std::string("<") + name + " " + value.toString() + ">"; });
+    if constexpr (HasEquality<R>::value) {
+        record.def("__eq__", [](const R& left, const R& right) { return left == right; }, py::is_operator(),
+                   "Every field equal.");
+    } else {
+        record.def("__eq__",
+                   [](const R& left, const R& right) {
+                       return std::string(bytesOf(left, exp::no_swap)) == std::string(bytesOf(right, exp::no_swap));
+                   },
+                   py::is_operator(), "Equal byte forms.");
+    }
+    record.attr("__hash__") = py::none();
+    return record;
+}
+
+// A read-write property from a getter and a setter of the record.
+template <class R, class Get, class Set>
+void field(py::class_<R>& record, const char* name, Get get, Set set, const char* doc) {
+    record.def_property(name, get, set, doc);
+}
+
+void bindMarkedFloat(py::module_& module) {
+    auto marked = recordClass<MarkedFloat>(
+        module, "MarkedFloat",
+        "A measured float carrying its validity mark in its three lowest mantissa bits: one 32-bit word. "
+        "Arithmetic runs on the floats and marks the result: a marked left operand passes its mark on, two marks "
+        "are ORed (under | over = invalid), a right operand's mark is mirrored for - and /. == and the other "
+        "comparisons ignore the marks, so an empty value is not equal to itself.");
+    py::enum_<MarkedFloat::MarkedFloatValidity>(marked, "Validity", "The mark a new value gets.")
+        .value("Valid", MarkedFloat::Valid)
+        .value("OtherMark", MarkedFloat::OtherMark)
+        .value("Underrange", MarkedFloat::Underrange)
+        .value("Legacy", MarkedFloat::Legacy)
+        .value("Overrange", MarkedFloat::Overrange)
+        .value("Invalid", MarkedFloat::Invalid);
+    marked.def(py::init<>(), "The empty value (a NaN marked invalid).")
+        .def(py::init<float, MarkedFloat::MarkedFloatValidity>(), "value"_a,
+             "validity"_a = MarkedFloat::Valid, "value with a mark; Legacy reads value as a legacy code.")
+        .def_static("from_string", &MarkedFloat::fromString, "text"_a,
+                    "A valid value of the leading number of text; labels behind it are ignored.")
+        .def_property_readonly("value", &MarkedFloat::toFloat, "The word as a float, mark bits included.")
+        .def("__float__", &MarkedFloat::toFloat)
+        .def_property_readonly("is_valid", &MarkedFloat::isValid, "No mark.")
+        .def_property_readonly("is_empty", &MarkedFloat::isEmpty, "The empty value: a NaN marked invalid.")
+        .def_property_readonly("is_underrange", &MarkedFloat::isUnderrange, "Marked underrange.")
+        .def_property_readonly("is_overrange", &MarkedFloat::isOverrange, "Marked overrange.")
+        .def_property_readonly("is_other_mark", &MarkedFloat::isOtherMark, "Marked other mark.")
+        .def("set_valid", &MarkedFloat::setValid, "Clears the marked bit only.")
+        .def("set_other_mark", &MarkedFloat::setOtherMark, "Marks other mark.")
+        .def("set_underrange", &MarkedFloat::setUnderrange, "Marks underrange.")
+        .def("set_overrange", &MarkedFloat::setOverrange, "Marks overrange.")
+        .def("set_invalid", &MarkedFloat::setInvalid, "Marks invalid.")
+        .def("set_empty", &MarkedFloat::setEmpty, "Becomes the empty value.")
+        .def("to_clipped_float", &MarkedFloat::toClippedFloat, "underrange"_a, "overrange"_a, "invalid"_a,
+             "The value, or the stand-in for its mark.")
+        .def("to_legacy", &MarkedFloat::toLegacy, "The legacy float: the value, or the code of its mark.")
+        .def_static(
+            "from_legacy",
+            [](float legacy) {
+                MarkedFloat value;
+                value.fromLegacy(legacy);
+                return value;
+            },
+            "legacy"_a, "The value a legacy float stands for.")
+        .def("check_range", &MarkedFloat::checkRange, "minimum"_a, "maximum"_a,
+             "Marks the value underrange below minimum, overrange above maximum; True if it was neither. "
+             "ValueError when minimum > maximum.")
+        .def(
+            "apply", [](const MarkedFloat& value, const py::function& f) {
+                return value.apply([&](float x) { return f(x).cast<float>(); });
+            },
+            "function"_a, "function of the float, carrying this value's mark (e.g. math.sqrt).")
+        .def(py::self + py::self)
+        .def(py::self + float())
+        .def(py::self - py::self)
+        .def(py::self - float())
+        .def(py::self * py::self)
+        .def(py::self * float())
+        .def(py::self / py::self)
+        .def(py::self / float())
+        .def(-py::self)
+        .def(py::self == float())
+        .def(py::self != py::self)
+        .def(py::self != float())
+        .def(py::self < py::self)
+        .def(py::self < float())
+        .def(py::self <= py::self)
+        .def(py::self <= float())
+        .def(py::self > py::self)
+        .def(py::self > float())
+        .def(py::self >= py::self)
+        .def(py::self >= float());
+}
+
+void bindVersions(py::module_& module) {
+    auto version = recordClass<Version>(module, "Version", "major.minor.patch; 12-byte form.");
+    version.def(py::init<unsigned, unsigned, unsigned>(), "major"_a = 0, "minor"_a = 0, "patch"_a = 0)
+        .def_static("from_string", &Version::fromString, "text"_a, "Reads 'major.minor.patch'.")
+        .def(py::self < py::self)
+        .def(py::self <= py::self)
+        .def(py::self > py::self)
+        .def(py::self >= py::self);
+    field(version, "major", &Version::getMajor, &Version::setMajor, "The major number.");
+    field(version, "minor", &Version::getMinor, &Version::setMinor, "The minor number.");
+    field(version, "patch", &Version::getPatch, &Version::setPatch, "The patch number.");
+
+    auto extended = recordClass<VersionExtended>(module, "VersionExtended",
+                                                 "major.minor.patch.build; 16-byte form.");
+    extended
+        .def(py::init<unsigned, unsigned, unsigned, unsigned>(), "major"_a = 0, "minor"_a = 0, "patch"_a = 0,
+             "build_number"_a = 0)
+        .def_static("from_string", &VersionExtended::fromString, "text"_a, "Reads 'major.minor.patch.build'.")
+        .def(py::self < py::self)
+        .def(py::self <= py::self)
+        .def(py::self > py::self)
+        .def(py::self >= py::self);
+    field(extended, "major", &VersionExtended::getMajor, &VersionExtended::setMajor, "The major number.");
+    field(extended, "minor", &VersionExtended::getMinor, &VersionExtended::setMinor, "The minor number.");
+    field(extended, "patch", &VersionExtended::getPatch, &VersionExtended::setPatch, "The patch number.");
+    field(extended, "build_number", &VersionExtended::getBuildNumber, &VersionExtended::setBuildNumber,
+          "The build number.");
+}
+
+void bindMeasRecords(py::module_& module) {
+    auto point = recordClass<MeasPoint>(module, "MeasPoint",
+                                        "A measured value (a Variant) at a 16-bit x/y position.");
+    point.def(py::init<>(), "Position 0, no value.")
+        .def(py::init<unsigned short, unsigned short, std::shared_ptr<exp::Variant>>(), "x"_a, "y"_a, "value"_a);
+    field(point, "x", &MeasPoint::getXPos, &MeasPoint::setXPos, "The x position.");
+    field(point, "y", &MeasPoint::getYPos, &MeasPoint::setYPos, "The y position.");
+    field(point, "value", &MeasPoint::getValue, &MeasPoint::setValue, "The measured value, a Variant (shared).");
+
+    auto area = recordClass<MeasArea>(module, "MeasArea",
+                                      "A rectangle with a cold and a hot spot; its mean value comes only from "
+                                      "bytes, and without one serialize and str raise Error.");
+    area.def(py::init<>(), "Position and size 0, empty spots.")
+        .def(py::init<unsigned short, unsigned short, unsigned short, unsigned short>(), "x"_a, "y"_a, "width"_a,
+             "height"_a);
+    field(area, "x", &MeasArea::getXPos, &MeasArea::setXPos, "The x position.");
+    field(area, "y", &MeasArea::getYPos, &MeasArea::setYPos, "The y position.");
+    field(area, "width", &MeasArea::getWidth, &MeasArea::setWidth, "The width.");
+    field(area, "height", &MeasArea::getHeight, &MeasArea::setHeight, "The height.");
+    field(area, "cold_spot", &MeasArea::getColdSpot, &MeasArea::setColdSpot, "The cold spot, a MeasPoint (a copy).");
+    field(area, "hot_spot", &MeasArea::getHotSpot, &MeasArea::setHotSpot, "The hot spot, a MeasPoint (a copy).");
+
+    auto probe = recordClass<ProbeValue>(module, "ProbeValue", "A probe reading: value, precision, status; 6 bytes.");
+    probe.def(py::init<float, signed char, unsigned char>(), "value"_a = 0.0f, "precision"_a = 0, "status"_a = 0);
+    field(probe, "value", &ProbeValue::getValue, &ProbeValue::setValue, "The reading.");
+    field(probe, "precision", &ProbeValue::getPrecision, &ProbeValue::setPrecision, "The precision, -128 to 127.");
+    field(probe, "status", &ProbeValue::getStatus, &ProbeValue::setStatus, "The status code, 0 to 255.");
+}
+
+void bindIdentityRecords(py::module_& module) {
+    auto device = recordClass<DeviceInfo>(module, "DeviceInfo", "Identity of a device and one of its boards.");
+    device.def(py::init<std::uint64_t, std::uint64_t, unsigned, unsigned short, std::string>(), "device_serial"_a = 0,
+               "board_serial"_a = 0, "board_type"_a = 0, "board_index"_a = 0, "production_date"_a = "");
+    field(device, "device_serial", &DeviceInfo::getDeviceSerial, &DeviceInfo::setDeviceSerial, "Device serial.");
+    field(device, "board_serial", &DeviceInfo::getBoardSerial, &DeviceInfo::setBoardSerial, "Board serial.");
+    field(device, "board_type", &DeviceInfo::getBoardType, &DeviceInfo::setBoardType, "Board type.");
+    field(device, "board_index", &DeviceInfo::getBoardIndex, &DeviceInfo::setBoardIndex, "Board index.");
+    field(device, "production_date", &DeviceInfo::getProductionDate, &DeviceInfo::setProductionDate,
+          "Production date text.");
+
+    auto device2 = recordClass<DeviceInfo2>(module, "DeviceInfo2",
+                                            "Identity of a device and one of its boards, with the placement.");
+    device2.def(py::init<std::uint64_t, std::uint64_t, unsigned, unsigned char, unsigned char, std::string>(),
+                "device_serial"_a = 0, "board_serial"_a = 0, "device_type"_a = 0, "board_index"_a = 0,
+                "placement_index"_a = 0, "production_date"_a = "");
+    field(device2, "device_serial", &DeviceInfo2::getDeviceSerial, &DeviceInfo2::setDeviceSerial, "Device serial.");
+    field(device2, "board_serial", &DeviceInfo2::getBoardSerial, &DeviceInfo2::setBoardSerial, "Board serial.");
+    field(device2, "device_type", &DeviceInfo2::getDeviceType, &DeviceInfo2::setDeviceType, "Device type.");
+    field(device2, "board_index", &DeviceInfo2::getBoardIndex, &DeviceInfo2::setBoardIndex, "Board index.");
+    field(device2, "placement_index", &DeviceInfo2::getPlacementIndex, &DeviceInfo2::setPlacementIndex,
+          "Placement index.");
+    field(device2, "production_date", &DeviceInfo2::getProductionDate, &DeviceInfo2::setProductionDate,
+          "Production date text.");
+
+    auto material = recordClass<MaterialNumber>(
+        module, "MaterialNumber",
+        "A catalogue number 'XXXX XXXX' or 'XXXX XXXX XX'. Bad input raises ValueError, a number too large "
+        "OverflowError, an unsupported type RuntimeError.");
+    py::enum_<MaterialNumber::NumberType>(material, "NumberType", "The kind of number.")
+        .value("numeric", MaterialNumber::numeric)
+        .value("alphanumeric", MaterialNumber::alphanumeric)
+        .value("none", MaterialNumber::none)
+        .value("invalid", MaterialNumber::invalid);
+    material.def(py::init<>(), "Type none, empty text.")
+        .def(py::init<const std::string&, const MaterialNumber::NumberType&>(), "text"_a,
+             "type"_a = MaterialNumber::numeric, "Checks and keeps the text.")
+        .def(py::init<std::uint64_t, const MaterialNumber::NumberType&>(), "number"_a,
+             "type"_a = MaterialNumber::numeric, "The canonical text of 4 to 10 digits.")
+        .def_static("from_string", &MaterialNumber::fromString, "text"_a, "The text constructor, numeric.")
+        .def_property_readonly("type", &MaterialNumber::getType, "The kind of number.")
+        .def_property_readonly("has_ident", &MaterialNumber::hasIdent, "Whether the ident group is there.")
+        .def("to_integer", &MaterialNumber::toInteger, "cut"_a = false, "The digits as an int, without the ident if cut.")
+        .def("to_string", py::overload_cast<bool>(&MaterialNumber::toString, py::const_), "cut"_a = false,
+             "The text, without the ident if cut.");
+
+    auto calibration = recordClass<CalibrationInfo>(module, "CalibrationInfo",
+                                                    "One calibration record; 32-byte form.");
+    calibration
+        .def(py::init<unsigned char, const std::string&, std::int64_t, std::int64_t, unsigned short>(),
+             "content_type"_a = 0, "certificate_number"_a = "", "expire_date"_a = 0, "issue_date"_a = 0,
+             "checksum"_a = 0)
+        .def_static(
+            "from_buffer",
+            [](py::handle data) {
+                const ByteInput input(data);
+                return CalibrationInfo::getCalibrationInfoFromBuffer(
+                    std::vector<char>(input.data(), input.data() + input.size()));
+            },
+            "data"_a, "The records of a buffer of 32-byte records in host order; a shorter rest is ignored.")
+        .def_static(
+            "to_buffer",
+            [](const std::vector<CalibrationInfo>& records) {
+                const std::vector<char> buffer = CalibrationInfo::setCalibrationInfoToBuffer(records);
+                return py::bytes(buffer.data(), buffer.size());
+            },
+            "records"_a, "The records one behind the other in host order, as bytes.");
+    field(calibration, "content_type", &CalibrationInfo::getContentType, &CalibrationInfo::setContentType,
+          "What the calibration covers.");
+    field(calibration, "certificate_number", &CalibrationInfo::getCertificateNumber,
+          &CalibrationInfo::setCertificateNumber, "The certificate number (17 bytes of it are stored).");
+    field(calibration, "expire_date", &CalibrationInfo::getExpireDate, &CalibrationInfo::setExpireDate,
+          "The expire date, 32 bits.");
+    field(calibration, "issue_date", &CalibrationInfo::getIssueDate, &CalibrationInfo::setIssueDate,
+          "The issue date, 32 bits.");
+    field(calibration, "checksum", &CalibrationInfo::getAdaptionDataChecksum,
+          &CalibrationInfo::setAdaptionDataChecksum, "The checksum of the adaption data.");
+}
+
+}  // namespace
+
+void bindRecords(py::module_& module) {
+    bindMarkedFloat(module);
+    bindVersions(module);
+    bindMeasRecords(module);
+    bindIdentityRecords(module);
+}
+
+}  // namespace zarvo::python

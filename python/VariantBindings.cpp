@@ -1,0 +1,394 @@
+#include <pybind11/numpy.h>
+#include <pybind11/stl.h>
+
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <list>
+#include <string>
+#include <type_traits>
+#include <typeindex>
+#include <unordered_map>
+#include <vector>
+
+#include "core/datatypes/DataStorage.h"
+#include "core/datatypes/TypeObject.h"
+#include "python/Bindings.h"
+#include "python/NumpyMatrix.h"
+
+namespace zarvo::python {
+
+using namespace pybind11::literals;
+using exp::DataStorage;
+using exp::Endian;
+using exp::Variant;
+using exp::Variant_;
+using Storage = DataStorage<std::string>;
+
+ByteInput::ByteInput(py::handle object) {
+    if (PyObject_GetBuffer(object.ptr(), &m_view, PyBUF_C_CONTIGUOUS) != 0) throw py::error_already_set();
+}
+
+ByteInput::~ByteInput() { PyBuffer_Release(&m_view); }
+
+namespace {
+
+std::string typeName(py::handle object) { return py::str(py::type::handle_of(object).attr("__name__")); }
+
+// The numpy dtype code of an element type: "?" for bool, else kind and width.
+template <class E>
+std::string dtypeCode() {
+    if constexpr (std::is_same_v<E, bool>) return "?";
+    else return (std::is_floating_point_v<E> ? "f" : std::is_signed_v<E> ? "i" : "u") + std::to_string(sizeof(E));
+}
+
+// One value of T to and from Python; the families are the specialisations below.
+template <class T, class = void>
+struct Convert;
+
+template <>
+struct Convert<bool> {
+    static py::object toPython(bool value) { return py::bool_(value); }
+    static bool fromPython(py::handle object) {
+        if (!PyBool_Check(object.ptr()) && typeName(object) != "bool_")
+            raise(PyExc_TypeError, "a bool value needs True or False, not " + typeName(object));
+        return PyObject_IsTrue(object.ptr()) == 1;
+    }
+};
+
+// The integers: any object with __index__ (int, numpy integers), checked against T's range.
+template <class T>
+struct Convert<T, std::enable_if_t<std::is_integral_v<T> && !std::is_same_v<T, bool>>> {
+    static py::object toPython(T value) {
+        if constexpr (std::is_signed_v<T>) return py::int_(static_cast<long long>(value));
+        else return py::int_(static_cast<unsigned long long>(value));
+    }
+    static T fromPython(py::handle object) {
+        PyObject* index = PyNumber_Index(object.ptr());
+        if (index == nullptr) {
+            PyErr_Clear();
+            raise(PyExc_TypeError, "an integer value needs an int, not " + typeName(object));
+        }
+        const py::int_ number = py::reinterpret_steal<py::int_>(index);
+        const bool fits = number >= py::int_(toPython(std::numeric_limits<T>::min())) &&
+                          number <= py::int_(toPython(std::numeric_limits<T>::max()));
+        if (!fits)
+            raise(PyExc_OverflowError, py::repr(number).cast<std::string>() + " is out of the range of " +
+                                           exp::getStringFromType(typeid(T)));
+        if constexpr (std::is_signed_v<T>) return static_cast<T>(number.cast<long long>());
+        else return static_cast<T>(number.cast<unsigned long long>());
+    }
+};
+
+template <class T>
+struct Convert<T, std::enable_if_t<std::is_floating_point_v<T>>> {
+    static py::object toPython(T value) { return py::float_(static_cast<double>(value)); }
+    static T fromPython(py::handle object) {
+        // float() would also parse a text: only numbers are taken.
+        if (PyUnicode_Check(object.ptr()) || PyBytes_Check(object.ptr()) || PyByteArray_Check(object.ptr()))
+            raise(PyExc_TypeError, "a float value needs a number, not " + typeName(object));
+        const double value = PyFloat_AsDouble(object.ptr());
+        if (value == -1.0 && PyErr_Occurred()) {
+            PyErr_Clear();
+            raise(PyExc_TypeError, "a float value needs a number, not " + typeName(object));
+        }
+        return static_cast<T>(value);
+    }
+};
+
+// Text as UTF-8; bytes that are no UTF-8 survive the round trip as surrogate escapes.
+template <>
+struct Convert<std::string> {
+    static py::object toPython(const std::string& value) {
+        PyObject* text = PyUnicode_DecodeUTF8(value.data(), static_cast<Py_ssize_t>(value.size()), "surrogateescape");
+        if (text == nullptr) throw py::error_already_set();
+        return py::reinterpret_steal<py::object>(text);
+    }
+    static std::string fromPython(py::handle object) {
+        if (!PyUnicode_Check(object.ptr())) raise(PyExc_TypeError, "a string value needs a str, not " + typeName(object));
+        PyObject* bytes = PyUnicode_AsEncodedString(object.ptr(), "utf-8", "surrogateescape");
+        if (bytes == nullptr) throw py::error_already_set();
+        const auto owned = py::reinterpret_steal<py::bytes>(bytes);
+        return std::string(PyBytes_AS_STRING(bytes), static_cast<size_t>(PyBytes_GET_SIZE(bytes)));
+    }
+};
+
+template <>
+struct Convert<cv::Mat> {
+    static py::object toPython(const cv::Mat& value) { return arrayOf(value); }
+    static cv::Mat fromPython(py::handle object) { return matOf(object); }
+};
+
+// The geometry types as tuples of ints: (width, height), (x, y), (x, y, width, height).
+template <class T, size_t N>
+struct ConvertFields {
+    static std::array<int, N> fieldsOf(py::handle object) {
+        if (!py::isinstance<py::sequence>(object) || py::isinstance<py::str>(object) || py::len(object) != N)
+            raise(PyExc_TypeError, exp::getStringFromType(typeid(T)) + std::string(" needs a sequence of ") +
+                                       std::to_string(N) + " ints, not " + typeName(object));
+        std::array<int, N> fields{};
+        const auto items = py::reinterpret_borrow<py::sequence>(object);
+        for (size_t i = 0; i < N; ++i) fields[i] = Convert<int>::fromPython(items[i]);
+        return fields;
+    }
+};
+
+template <>
+struct Convert<cv::Size_<int>> : ConvertFields<cv::Size_<int>, 2> {
+    static py::object toPython(const cv::Size_<int>& value) { return py::make_tuple(value.width, value.height); }
+    static cv::Size_<int> fromPython(py::handle object) {
+        const auto fields = fieldsOf(object);
+        return {fields[0], fields[1]};
+    }
+};
+
+template <>
+struct Convert<cv::Point_<int>> : ConvertFields<cv::Point_<int>, 2> {
+    static py::object toPython(const cv::Point_<int>& value) { return py::make_tuple(value.x, value.y); }
+    static cv::Point_<int> fromPython(py::handle object) {
+        const auto fields = fieldsOf(object);
+        return {fields[0], fields[1]};
+    }
+};
+
+template <>
+struct Convert<cv::Rect_<int>> : ConvertFields<cv::Rect_<int>, 4> {
+    static py::object toPython(const cv::Rect_<int>& value) {
+        return py::make_tuple(value.x, value.y, value.width, value.height);
+    }
+    static cv::Rect_<int> fromPython(py::handle object) {
+        const auto fields = fieldsOf(object);
+        return {fields[0], fields[1], fields[2], fields[3]};
+    }
+};
+
+// A group: a DataStorage object (copied by its copy rule) or a dict.
+template <>
+struct Convert<Storage> {
+    static py::object toPython(const Storage& value) { return py::cast(value); }
+    static Storage fromPython(py::handle object) {
+        if (py::isinstance<py::dict>(object)) return py::type::of<Storage>().attr("from_dict")(object).cast<Storage>();
+        if (!py::isinstance<Storage>(object))
+            raise(PyExc_TypeError, "a storage value needs a DataStorage or a dict, not " + typeName(object));
+        return object.cast<const Storage&>();
+    }
+};
+
+// A 1-dimensional array of E's dtype holding object's numbers: the kinds must match
+// (bool for bool, integers for integers, any number for floats), integers must fit.
+template <class E>
+py::array elementsOf(py::handle object) {
+    const py::module_ numpy = py::module_::import("numpy");
+    py::array array = numpy.attr("asarray")(object);
+    if (array.ndim() != 1)
+        raise(PyExc_ValueError, "a vector needs 1 axis, not " + std::to_string(array.ndim()));
+    const py::dtype target(dtypeCode<E>());
+    if (array.size() == 0 || array.dtype().is(target) || array.dtype().equal(target))
+        return numpy.attr("ascontiguousarray")(array, target);
+    const char kind = array.dtype().kind();
+    const std::string accepted = std::is_same_v<E, bool> ? "b" : std::is_integral_v<E> ? "biu" : "biuf";
+    if (accepted.find(kind) == std::string::npos)
+        raise(PyExc_TypeError, std::string("a vector of ") + exp::getStringFromType(typeid(E)) + " cannot hold dtype " +
+                                   py::str(py::handle(array.dtype())).cast<std::string>());
+    if (std::is_integral_v<E> && !numpy.attr("can_cast")(array.dtype(), target).cast<bool>()) {
+        Convert<E>::fromPython(numpy.attr("min")(array));  // raise OverflowError with the offending end
+        Convert<E>::fromPython(numpy.attr("max")(array));
+    }
+    return numpy.attr("ascontiguousarray")(array, target);
+}
+
+template <class E>
+struct Convert<std::vector<E>> {
+    static py::object toPython(const std::vector<E>& value) {
+        if constexpr (std::is_arithmetic_v<E>) {
+            py::array array(py::dtype(dtypeCode<E>()), std::vector<py::ssize_t>{static_cast<py::ssize_t>(value.size())});
+            if constexpr (std::is_same_v<E, bool>)  // std::vector<bool> keeps bits
+                std::copy(value.begin(), value.end(), static_cast<bool*>(array.mutable_data()));
+            else if (!value.empty())
+                std::memcpy(array.mutable_data(), value.data(), value.size() * sizeof(E));
+            return std::move(array);
+        } else {
+            py::list items;
+            for (const E& element : value) items.append(Convert<E>::toPython(element));
+            return std::move(items);
+        }
+    }
+    static std::vector<E> fromPython(py::handle object) {
+        if constexpr (std::is_arithmetic_v<E>) {
+            const py::array array = elementsOf<E>(object);
+            const auto* first = static_cast<const E*>(array.data());
+            return std::vector<E>(first, first + array.size());
+        } else {
+            return itemsOf<std::vector<E>>(object);
+        }
+    }
+    template <class Sequence>
+    static Sequence itemsOf(py::handle object) {
+        if (py::isinstance<py::str>(object) || !py::isinstance<py::iterable>(object))
+            raise(PyExc_TypeError, "a sequence value needs an iterable, not " + typeName(object));
+        Sequence items;
+        for (py::handle item : object) items.push_back(Convert<E>::fromPython(item));
+        return items;
+    }
+};
+
+template <class E>
+struct Convert<std::list<E>> {
+    static py::object toPython(const std::list<E>& value) {
+        py::list items;
+        for (const E& element : value) items.append(Convert<E>::toPython(element));
+        return std::move(items);
+    }
+    static std::list<E> fromPython(py::handle object) {
+        return Convert<std::vector<E>>::template itemsOf<std::list<E>>(object);
+    }
+};
+
+// Per held type: the value to Python and a new holder from Python.
+struct Conversion {
+    py::object (*toPython)(const Variant&);
+    std::shared_ptr<Variant> (*fromPython)(py::handle);
+};
+
+template <class... T>
+std::unordered_map<std::type_index, Conversion> conversionsOf() {
+    return {{typeid(T),
+             Conversion{[](const Variant& value) {
+                            return Convert<T>::toPython(*static_cast<const T*>(value.constAddress_imp()));
+                        },
+                        [](py::handle object) -> std::shared_ptr<Variant> {
+                            return std::make_shared<Variant_<T>>(Convert<T>::fromPython(object));
+                        }}}...};
+}
+
+template <class... E>
+std::unordered_map<std::type_index, Conversion> sequencesOf() {
+    auto table = conversionsOf<E..., std::vector<E>..., std::list<E>...>();
+    table.merge(conversionsOf<cv::Size_<int>, cv::Point_<int>, cv::Rect_<int>, Storage>());
+    return table;
+}
+
+const Conversion& conversionOf(const std::type_info& type) {
+    static const auto table = sequencesOf<bool, char, signed char, unsigned char, short, unsigned short, int,
+                                          unsigned int, std::int64_t, std::uint64_t, float, double, std::string,
+                                          cv::Mat>();
+    const auto found = table.find(type);
+    if (found == table.end())
+        raise(PyExc_TypeError, std::string("no Python form for the type '") + exp::getStringFromType(type) +
+                                   "': use its text form (from_string, to_string)");
+    return found->second;
+}
+
+// The registered name a Python object is given by DataStorage.from_dict.
+std::string guessedName(py::handle object) {
+    if (PyBool_Check(object.ptr())) return "bool";
+    if (PyLong_Check(object.ptr()))
+        return object.cast<py::int_>() > py::int_(std::numeric_limits<std::int64_t>::max()) ? "uint64" : "int64";
+    if (PyFloat_Check(object.ptr())) return "double";
+    if (PyUnicode_Check(object.ptr())) return "string";
+    if (py::isinstance<Storage>(object) || py::isinstance<py::dict>(object)) return exp::getStringFromType(typeid(Storage));
+    if (py::isinstance<py::list>(object) || py::isinstance<py::tuple>(object)) {
+        bool texts = py::len(object) > 0;
+        for (py::handle item : object) texts = texts && PyUnicode_Check(item.ptr());
+        if (texts) return "vecstring";
+    }
+    const py::module_ numpy = py::module_::import("numpy");
+    if (py::isinstance<py::list>(object) || py::isinstance<py::tuple>(object) || py::isinstance<py::array>(object) ||
+        py::isinstance(object, numpy.attr("generic"))) {
+        const py::array array = numpy.attr("asarray")(object);
+        if (array.ndim() >= 2) return "cvmat";
+        static const std::unordered_map<std::string, std::string> names{
+            {"?", "bool"},   {"i1", "int8"},   {"u1", "uint8"},  {"i2", "int16"}, {"u2", "uint16"}, {"i4", "int32"},
+            {"u4", "uint32"}, {"i8", "int64"}, {"u8", "uint64"}, {"f4", "float"}, {"f8", "double"}};
+        const py::dtype dtype = array.dtype();
+        const std::string code = dtype.kind() == 'b' ? "?" : std::string(1, dtype.kind()) + std::to_string(dtype.itemsize());
+        const auto name = names.find(code);
+        if (name != names.end()) return (array.ndim() == 1 ? "vec" : "") + name->second;
+    }
+    raise(PyExc_TypeError, "no registered type is guessed for a " + typeName(object) +
+                               ": give a Variant(value, name) instead");
+}
+
+std::string reprOf(const Variant& value) {
+    std::string text;
+    try {
+        text = ": " + value.toString();
+    } catch (const Exception&) {
+        text = " (no text form)";
+    }
+    return "<Variant " + value.getTypeString() + text + ">";
+}
+
+}  // namespace
+
+py::object toPython(const Variant& value) { return conversionOf(value.getTypeInfo()).toPython(value); }
+
+std::shared_ptr<Variant> fromPython(py::handle object, const std::string& name) {
+    return conversionOf(exp::TypeObject::find(name).getTypeInfo()).fromPython(object);
+}
+
+std::shared_ptr<Variant> guessedFromPython(py::handle object) {
+    if (py::isinstance<Variant>(object)) return object.cast<std::shared_ptr<Variant>>();
+    return fromPython(object, guessedName(object));
+}
+
+void bindVariant(py::module_& module) {
+    py::enum_<Endian>(module, "Endian",
+                      "Byte order of every byte form: no_swap keeps the host's order (little-endian on x86 and "
+                      "ARM), swap reverses each multi-byte field (big-endian there).")
+        .value("swap", exp::swap, "Each multi-byte field reversed against the host's order.")
+        .value("no_swap", exp::no_swap, "The host's order.");
+
+    module.def("type_names", &exp::TypeObject::typeStrings,
+               "The registered type names in registration order: the built-in ones, then those registered by "
+               "C++ code loaded into this process.");
+
+    py::class_<Variant, std::shared_ptr<Variant>>(
+        module, "Variant",
+        "A value of a registered type, known by its name (see type_names()). Shared, never copied: a DataStorage "
+        "or a record holding it holds the same object.")
+        .def(py::init(&fromPython), "value"_a, "name"_a,
+             "A value of the registered type name made from a Python object: bool, int (range checked), float, "
+             "str; a sequence or numpy array for vectors (same kind of number), a list for lists, a tuple for "
+             "cvsize (w, h), cvpoint (x, y) and cvrect (x, y, w, h). A cvmat shares a C-contiguous, writeable "
+             "array of an OpenCV dtype (u1 i1 u2 i2 i4 f2 f4 f8) and keeps it alive; any other array is copied "
+             "(bool as uint8, wider integers as int32 when they fit). Raises TypeError for a wrong kind of "
+             "object, OverflowError for a number out of range, Error for an unknown name.")
+        .def_static("from_string", &Variant::fromString, "name"_a, "text"_a,
+                    "Parses the text form of the registered type name; None for 'void'.")
+        .def("to_string", &Variant::toString, "The text form; Error for a type without one (cvmat, cvsize, cvrect).")
+        .def_property_readonly("type_name", [](const Variant& value) { return value.getTypeString(); },
+                               "The registered name of the held type.")
+        .def_property_readonly("value", &toPython,
+                               "The value as a Python object: bool, int, float, str; a numpy array (a copy) for "
+                               "a vector of numbers, a list for a list and for vectors of str or cvmat, a tuple "
+                               "for cvsize, cvpoint and cvrect. A cvmat gives a numpy array over its pixels, no "
+                               "copy: the array keeps them alive, also when the Variant is gone.")
+        .def("serialize",
+             [](const Variant& value, Endian endian) {
+                 return writtenBytes(value.sizeofT_imp(), [&](char* data) { value.serialize_imp(endian, data); });
+             },
+             "endian"_a, "The byte form in the given byte order, as bytes.")
+        .def_static("deserialize",
+                    [](const std::string& name, py::handle data, Endian endian) {
+                        const ByteInput input(data);
+                        size_t used = 0;
+                        auto value = Variant::deserialize(name, endian, input.data(), input.size(), used);
+                        return py::make_tuple(std::move(value), used);
+                    },
+                    "name"_a, "data"_a, "endian"_a,
+                    "Reads one value of the registered type name from any bytes-like object, never past its "
+                    "end; returns (value, bytes used), (None, 0) for 'void'. Bytes that end early or hold an "
+                    "implausible count raise Error.")
+        .def("__eq__",
+             [](const std::shared_ptr<Variant>& self, const std::shared_ptr<Variant>& other) {
+                 return self->equal_imp(other);
+             },
+             py::is_operator(),
+             "The library's equality: integers by value across their types, everything else within one type; "
+             "Error for cvmat, which has none.")
+        .def("__repr__", &reprOf)
+        .attr("__hash__") = py::none();
+}
+
+}  // namespace zarvo::python

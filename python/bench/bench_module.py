@@ -1,0 +1,66 @@
+"""Times the module against numpy in one process and prints the ratios.
+
+Run by `make bench-python` (the build folder's module on PYTHONPATH). Each figure is the
+best of several timeit repeats, so a busy machine shows in both sides of a ratio alike.
+"""
+import timeit
+
+import numpy as np
+import zarvo_datatypes as z
+
+
+def best(statement, number, **names):
+    """Seconds per call: the fastest of five repeats of number calls."""
+    return min(timeit.repeat(statement, globals=names, number=number, repeat=5)) / number
+
+
+def report(label, seconds, baseline=None, baseline_label=""):
+    ratio = f"  ratio {seconds / baseline:5.2f} against {baseline_label}" if baseline else ""
+    print(f"{label:<58} {seconds * 1e6:10.2f} us{ratio}")
+
+
+def image_access():
+    print("== pixels without a copy: frame.image and a cvmat's value")
+    small = None
+    for rows, cols in [(64, 64), (1080, 1920), (4096, 4096)]:
+        pixels = np.zeros((rows, cols), np.uint8)
+        frame, value = z.Frame(pixels), z.Variant(pixels, "cvmat")
+        frame_time = best("frame.image", 20000, frame=frame)
+        value_time = best("value.value", 20000, value=value)
+        small = small or (frame_time, value_time)
+        report(f"frame.image {rows} x {cols}", frame_time, small[0], "64 x 64")
+        report(f"Variant.value (cvmat) {rows} x {cols}", value_time, small[1], "64 x 64")
+
+
+def vector_bytes():
+    print("== 1,000,000-element vecfloat")
+    numbers = np.random.default_rng(1).random(1_000_000, dtype=np.float32)
+    value = z.Variant(numbers, "vecfloat")
+    tobytes = best("numbers.tobytes()", 200, numbers=numbers)
+    for endian in (z.Endian.no_swap, z.Endian.swap):
+        report(f"serialize {endian.name}", best("value.serialize(e)", 200, value=value, e=endian), tobytes,
+               "ndarray.tobytes()")
+    frombuffer = best("np.frombuffer(data, np.float32, offset=4).copy()", 200, np=np,
+                      data=value.serialize(z.Endian.no_swap))
+    for endian in (z.Endian.no_swap, z.Endian.swap):
+        data = value.serialize(endian)
+        report(f"Variant.deserialize {endian.name}",
+               best("z.Variant.deserialize('vecfloat', data, e)", 200, z=z, data=data, e=endian), frombuffer,
+               "np.frombuffer().copy()")
+
+
+def storage_dicts():
+    print("== 1,000 entries: per entry")
+    entries = {f"key{i:04d}": i * 0.5 for i in range(1000)}
+    python = best("{k: v for k, v in entries.items()}", 200, entries=entries) / 1000
+    report("building the dict in Python", python)
+    report("DataStorage.from_dict", best("z.DataStorage.from_dict(entries)", 50, z=z, entries=entries) / 1000,
+           python, "the Python dict")
+    storage = z.DataStorage.from_dict(entries)
+    report("DataStorage.to_dict", best("storage.to_dict()", 50, storage=storage) / 1000, python, "the Python dict")
+
+
+if __name__ == "__main__":
+    image_access()
+    vector_bytes()
+    storage_dicts()
