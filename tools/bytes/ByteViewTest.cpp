@@ -101,7 +101,10 @@ TEST(Inspect, OutputErrorLineAndExitCode) {
         {"", 2, "", "no command"},
         {"read nosuch", 2, "", "unknown name: nosuch"},
         {"read int32 --hex", 2, "", "unknown option for 'read': --hex"},
-        {"write ProbeValue 1", 2, "", "ProbeValue can not be read from text"}};
+        {"write ProbeValue 1", 2, "", "ProbeValue can not be read from text"},
+        {"write veccvmat '' --swap", 2, "", "veccvmat has the host byte order only: no --swap"},
+        {"read veccvmat --swap " + file("nomats", std::string(4, '\0')), 2, "",
+         "veccvmat has the host byte order only: no --swap"}};
     for (const auto& [args, code, out, error] : cases) expectRun(args, code, out, error);
 }
 
