@@ -25,8 +25,11 @@ struct Celsius {
         return {Memory::deserializeT<float>(endian, data, available, size)};
     }
     size_t sizeofType() const { return sizeof degrees; }
-    std::string toString() const { return intern::toStringTimpl(degrees) + " degC"; }
-    static Celsius fromString(const std::string& text) { return {intern::readByStreamRule<float>(text)}; }
+    // The text forms lean on the registry's own float text: "36.75 degC".
+    std::string toString() const { return Variant_<float>(degrees).toString() + " degC"; }
+    static Celsius fromString(const std::string& text) {
+        return {Variant::parse("float", text.substr(0, text.find(' ')))->toFloat()};
+    }
     bool operator==(const Celsius& other) const { return degrees == other.degrees; }
 };
 ZARVO_REGISTER_METATYPE(Celsius, "celsius");
@@ -40,11 +43,16 @@ std::shared_ptr<Variant> hold(T value) {
     return std::make_shared<Variant_<T>>(std::move(value));
 }
 
+// Lines of 16 bytes, each with its offset, as a hex viewer shows them.
 std::string hex(const std::vector<char>& bytes) {
     std::string text;
-    char digits[4];
-    for (char byte : bytes) {
-        std::snprintf(digits, sizeof digits, "%02x ", static_cast<unsigned char>(byte));
+    char digits[24];
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        if (i % 16 == 0) {
+            std::snprintf(digits, sizeof digits, "\n  %04zx", i);
+            text += digits;
+        }
+        std::snprintf(digits, sizeof digits, " %02x", static_cast<unsigned char>(bytes[i]));
         text += digits;
     }
     return text;
@@ -63,10 +71,11 @@ void introduceCamera() {
     step("1. The camera introduces itself");
     const zarvo::DeviceInfo2 identity(100042, 7001, 12, 1, 3, "2024-05-17");
     const zarvo::CalibrationInfo certificate(1, "CERT-0042", 20270101, 20260101, 0xBEEF);
-    std::cout << identity.toString() << "\n(" << identity.sizeofType() << " bytes)\n"
-              << "firmware " << VersionExtended::fromString("2.4.1.1337").toString() << ", part "
-              << zarvo::MaterialNumber::fromString("1234 5678 90").toString() << "\n"
-              << certificate.toString() << "(" << certificate.sizeofType() << " bytes)\n";
+    // Records and values go to a stream by their text form.
+    std::cout << identity << "\n(" << identity.sizeofType() << " bytes)\n"
+              << "firmware " << VersionExtended::fromString("2.4.1.1337") << ", part "
+              << zarvo::MaterialNumber::fromString("1234 5678 90") << "\n"
+              << certificate << "(" << certificate.sizeofType() << " bytes)\n";
 
     const auto exposure = DataDescriptor::makeItem("exposure", "int32");
     DataStorage<std::string> range;
@@ -117,15 +126,8 @@ cv::Mat calibrate(CuratorStorage& calibration, int& loads, int& computations) {
 
 // The bytes of a measurement area as the camera sends them: numbers, two spots, a mean value.
 std::vector<char> cameraAreaBytes() {
-    const MeasPoint cold(0, 1, hold(21.5f)), hot(1, 0, hold(36.75f));
-    std::vector<char> bytes(8 + cold.sizeofType() + hot.sizeofType() + 13);
-    size_t used = 0;
-    for (unsigned short number : {0, 0, 2, 2}) used += Memory::writeField(no_swap, bytes.data() + used, number);
-    used += cold.serialize(no_swap, bytes.data() + used);
-    used += hot.serialize(no_swap, bytes.data() + used);
-    used += Memory::serializeT(no_swap, bytes.data() + used, std::string("float"));
-    Memory::serializeT(no_swap, bytes.data() + used, 29.0f);
-    return bytes;
+    const MeasArea area(0, 0, 2, 2, MeasPoint(0, 1, hold(21.5f)), MeasPoint(1, 0, hold(36.75f)), hold(29.0f));
+    return bytesOf(area, little_endian);
 }
 
 Frame acquire(const cv::Mat& correction, MeasArea& report) {
@@ -133,14 +135,19 @@ Frame acquire(const cv::Mat& correction, MeasArea& report) {
     Frame frame(cv::Mat(2, 2, CV_32FC1, cv::Scalar(40.0f)) + correction);
     frame.addMetaDate("camera.serial", hold(std::uint64_t(100042)));
     frame.addMetaDate("camera.firmware", hold(std::string("2.4.1.1337")));
-    frame.addMetaDate("exposure", hold(200));
-    std::cout << "pixel(0,0) " << frame.getFrameData().at<float>(0, 0) << ", metadata keys:";
-    for (const std::string& key : frame.getMetaDataKeys()) std::cout << " " << key;
+    // The exposure comes as an operator typed it; the strict reader takes exactly one value or says why not.
+    frame.addMetaDate("exposure", Variant::parse("int32", "200"));
+    std::cout << frame << ", pixel(0,0) " << frame.getFrameData().at<float>(0, 0) << "\n";
+    try {
+        Variant::parse("int32", "2k");
+    } catch (const zarvo::Exception& error) {
+        std::cout << "an exposure typed as 2k is refused: " << error.message() << "\n";
+    }
 
     const std::vector<char> device = cameraAreaBytes();
     size_t used = 0;
-    const MeasArea raw = MeasArea::deserialize(no_swap, device.data(), device.size(), used);
-    std::cout << "\nmeasurement area from " << used << " device bytes: " << raw.toString() << "\n";
+    const MeasArea raw = MeasArea::deserialize(little_endian, device.data(), device.size(), used);
+    std::cout << "measurement area from " << used << " device bytes: " << raw << "\n";
     // The report shares the camera's mean value and gives its spots in the application's unit.
     const auto inCelsius = [](const MeasPoint& spot) {
         return MeasPoint(spot.getXPos(), spot.getYPos(), hold(Celsius{spot.getValue()->toFloat()}));
@@ -148,16 +155,16 @@ Frame acquire(const cv::Mat& correction, MeasArea& report) {
     report = raw;
     report.setColdSpot(inCelsius(raw.getColdSpot()));
     report.setHotSpot(inCelsius(raw.getHotSpot()));
-    std::cout << "report area: " << report.toString() << "\n";
+    std::cout << "report area: " << report << "\n";
     return frame;
 }
 
 void handOn(const Frame& frame, const MeasArea& report) {
     step("4. Handed on as bytes, read back bounded");
-    const std::vector<char> areaBytes = bytesOf(report, swap);
+    const std::vector<char> areaBytes = bytesOf(report, big_endian);
     size_t used = 0;
-    const MeasArea area = MeasArea::deserialize(swap, areaBytes.data(), areaBytes.size(), used);
-    std::cout << "area, " << used << " bytes: " << hex(areaBytes) << "\n  -> " << area.toString()
+    const MeasArea area = MeasArea::deserialize(big_endian, areaBytes.data(), areaBytes.size(), used);
+    std::cout << "area, " << used << " bytes:" << hex(areaBytes) << "\n  -> " << area
               << "\n  spots equal: " << std::boolalpha
               << (area.getColdSpot() == report.getColdSpot() && area.getHotSpot() == report.getHotSpot())
               << ", area equal: " << (area == report) << " (the mean value is a new object)\n";
@@ -165,11 +172,11 @@ void handOn(const Frame& frame, const MeasArea& report) {
     DataStorage<std::string> metadata(frame.getSharedDataCopy().releaseMetaData());
     const std::vector<char> metaBytes = bytesOf(metadata, no_swap);
     const DataStorage<std::string> back = DataStorage<std::string>::deserialize(no_swap, metaBytes.data(), metaBytes.size(), used);
-    std::cout << "metadata, " << used << " bytes: " << hex(metaBytes) << "\n  -> equal: " << (back == metadata)
+    std::cout << "metadata, " << used << " bytes:" << hex(metaBytes) << "\n  -> equal: " << (back == metadata)
               << ", camera.serial " << back.get("camera.serial")->toUInt64() << "\n";
 
     try {
-        MeasArea::deserialize(swap, areaBytes.data(), areaBytes.size() - 3, used);
+        MeasArea::deserialize(big_endian, areaBytes.data(), areaBytes.size() - 3, used);
     } catch (const zarvo::Exception& error) {
         std::cout << "the area cut short: " << error.message() << "\n";
     }
