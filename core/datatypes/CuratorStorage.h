@@ -46,6 +46,9 @@ public:
     /// Destroys the curators from slot 0 upward without invalidating any.
     ~CuratorStorage();
 
+    /// @name Slots and their values
+    /// @{
+
     /// Fills the empty slot id with a new Curator_<T> that carries this storage's
     /// invalidator and depends. Throws for an id at or above the slot count
     /// ("No Curator available for requested ID! ID = ") and for a filled slot
@@ -63,6 +66,8 @@ public:
     void set(unsigned int id, const std::shared_ptr<Variant>& value);
     /// Empties slot id (an empty slot is no error); invalidates nothing.
     void removeCurator(unsigned int id);
+    /// @}
+
     /// Number of slots, empty ones included.
     size_t getCuratorCount() const { return m_curators.size(); }
     /// Clears dependMap, then adds every filled slot's id with its dependency list.

@@ -65,6 +65,9 @@ public:
     /// leaves it unchanged; other may also be one of this storage's own groups.
     DataStorage& operator=(const DataStorage& other);
 
+    /// @name Keyed access by dotted path
+    /// @{
+
     /// The value at key, or an empty pointer if there is none (missing groups
     /// included). Throws if the path runs on behind an entry that is no group.
     std::shared_ptr<Variant> get(const std::string& key) const;
@@ -78,6 +81,8 @@ public:
     /// stays. True whenever it returns, a missing key included. Throws, and changes
     /// nothing, if the path runs on behind an entry that is no group.
     bool erase(const std::string& key);
+    /// @}
+
     /// Removes all entries of this level, with the groups among them.
     void clear() override;
     /// Number of entries of this level; a group counts as one.
@@ -105,6 +110,9 @@ public:
     /// Throws for a value that has no equality.
     bool operator==(const DataStorage& other) const;
 
+    /// @name Byte form
+    /// @{
+
     /// Exact number of bytes serialize() writes. Throws for a group, whose holder
     /// has no registered name.
     size_t sizeofType() const;
@@ -122,6 +130,7 @@ public:
     /// As above, but never reads past data + available: input that ends early or
     /// counts more entries than it can hold throws a zarvo::Exception.
     static DataStorage deserialize(Endian endian, const char* data, size_t available, size_t& size);
+    /// @}
 
 private:
     // The nested storage held by value, or nullptr if value is no group.

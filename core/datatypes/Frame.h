@@ -41,6 +41,9 @@ public:
     /// stay. Assigning a frame to itself leaves it unchanged.
     Frame& operator=(Frame&& other);
 
+    /// @name Pixels and metadata
+    /// @{
+
     /// The frame's own matrix, not a copy.
     cv::Mat& getFrameData() { return m_frameData; }
     /// The frame's own matrix, not a copy.
@@ -63,6 +66,8 @@ public:
     bool removeMetaDate(const std::string& key);
     /// The top-level keys in key order: a dotted key shows as its first component, once.
     std::vector<std::string> getMetaDataKeys() const;
+    /// @}
+
     /// True only if the frame has neither pixels nor metadata.
     bool isEmpty() const;
     /// The metadata as an rvalue: nothing moves until the caller moves from it,

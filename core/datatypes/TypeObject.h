@@ -49,6 +49,9 @@ public:
     /// The registered text name.
     const char* getTypeString() const { return m_typeString; }
 
+    /// @name Looking up and registering types
+    /// @{
+
     /// The entry of that name; throws a zarvo::Exception if there is none.
     static const TypeObject& find(const std::string& typeString);
     /// The entry of that type (const is ignored); throws a zarvo::Exception if there is none.
@@ -66,6 +69,7 @@ public:
     /// nullptr; under another name, or a new T under a taken name, throws.
     template <class T>
     static const TypeObject* create(const char* typeString);
+    /// @}
 
 protected:
     /// Throws the refusal of parse: "Can not read NAME (C++ type) from \"text\": " and

@@ -100,6 +100,9 @@ public:
     /// across their types, everything else only within one type.
     virtual bool equal_imp(std::shared_ptr<Variant> other) const = 0;
 
+    /// @name Reading and writing by registered name
+    /// @{
+
     /// Reads a value of the registered type typeString from data, which must hold a
     /// complete byte form; size receives the bytes used.
     static std::shared_ptr<Variant> deserialize(const std::string& typeString, Endian endian, const char* data,
@@ -125,6 +128,7 @@ public:
     std::shared_ptr<char> serialize(Endian endian, size_t& size) const;
     /// Writes the byte form to stream; returns the number of bytes written.
     size_t serialize(Endian endian, std::ostream& stream) const;
+    /// @}
 
     /// A copy of the value; throws unless the held type is T (no conversion at all).
     /// A const holder is read with a const T.
