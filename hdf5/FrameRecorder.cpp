@@ -78,8 +78,8 @@ void growTo(hid_t dataset, hsize_t frames, const std::string& path) {
     ZARVO_H5_CHECK(H5Dset_extent(dataset, dims.data()), "'" << path << "': cannot grow to " << frames << " frames");
 }
 
-std::string describe(const cv::Mat& image) {
-    return std::to_string(image.rows) + "x" + std::to_string(image.cols) + " of type " + std::to_string(image.type());
+std::string describe(cv::Size size, int type) {
+    return std::to_string(size.height) + "x" + std::to_string(size.width) + " of type " + std::to_string(type);
 }
 
 // The column datasets below group, by their keys (dotted, relative to the metadata group).
@@ -140,7 +140,7 @@ void FrameRecorder::start(const Frame& frame) {
     const hid_t type = internal::pixelType(image.depth());
     if (image.dims != 2 || image.empty() || type < 0)
         ZARVO_THROW("'" << m_path << "': a recording takes non-empty 2-dimensional images with pixels of 8, 16 or 32-bit "
-                           "integers or floats, not " << describe(image));
+                           "integers or floats, not " << describe(image.size(), image.type()));
     const hid_t file = m_file.id();
     auto layout = std::make_unique<Layout>();
     internal::createGroup(file, m_path, "recording");
@@ -178,8 +178,8 @@ void FrameRecorder::append(const Frame& frame) {
         ZARVO_THROW("'" << m_path << "': frame " << m_count << " does not fit the recording: " << why);
     };
     if (image.type() != layout.imageType || image.size() != layout.imageSize || image.dims != 2)
-        misfit("image " + describe(image) + ", the first was " +
-               describe(cv::Mat(layout.imageSize, layout.imageType, nullptr)));
+        misfit("image " + describe(image.size(), image.type()) + ", the first was " +
+               describe(layout.imageSize, layout.imageType));
     if (leaves.size() != layout.columns.size()) misfit("other metadata keys than the first frame's");
     for (size_t i = 0; i < leaves.size(); ++i) {
         if (leaves[i].first != layout.columns[i].key) misfit("other metadata keys than the first frame's");
