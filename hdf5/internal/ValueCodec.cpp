@@ -173,7 +173,7 @@ private:
                                               const std::string& path) {
         Handle memoryType = copyOf(H5T_C_S1);
         H5Tset_size(memoryType.get(), width);
-        H5Tset_strpad(memoryType.get(), H5T_STR_NULLPAD);  // all width characters, a terminator or not
+    H5Tset_strpad(memoryType.get(), H5T_STR_NULLPAD);  // all width characters, a terminator or not
         std::vector<char> buffer(width * slot.count);
         ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), H5P_DEFAULT, buffer.data()),
                        "'" << path << "': cannot read its strings");
@@ -511,7 +511,7 @@ std::string readTextAttribute(hid_t object, const char* name, const std::string&
     const size_t width = H5Tget_size(type.get());
     Handle memoryType = copyOf(H5T_C_S1);
     H5Tset_size(memoryType.get(), width);
-        H5Tset_strpad(memoryType.get(), H5T_STR_NULLPAD);  // all width characters, a terminator or not
+    H5Tset_strpad(memoryType.get(), H5T_STR_NULLPAD);  // all width characters, a terminator or not
     std::vector<char> buffer(width);
     ZARVO_H5_CHECK(H5Aread(attribute.get(), memoryType.get(), buffer.data()), "'" << path << "': cannot read '" << name << "'");
     return std::string(buffer.data(), strnlen(buffer.data(), width));

@@ -19,6 +19,9 @@
 #endif
 
 #include "tools/bytes/ByteView.h"
+#ifdef ZARVO_INSPECT_HDF5
+#include "tools/bytes/Hdf5Inspect.h"
+#endif
 
 namespace {
 
@@ -38,6 +41,9 @@ const char* const kUsage =
     " [FILE]\n"
     "       zarvo-inspect write NAME TEXT [--swap] [--hex]\n"
     "       zarvo-inspect types\n"
+#ifdef ZARVO_INSPECT_HDF5
+    "       zarvo-inspect h5 list FILE | h5 print FILE PATH   (HDF5 recordings)\n"
+#endif
     "NAME is a registered type name, \"storage\" or a record class name (see 'types').\n"
     "read shows the value(s) in FILE (or standard input, also for FILE '-') and the bytes used;\n"
     "--all reads values back to back until the input ends. write prints the byte form of\n"
@@ -186,6 +192,9 @@ int main(int argc, char** argv) {
         if (command == "read") return read(argc, argv);
         if (command == "write") return write(argc, argv);
         if (command == "types") return types(argc, argv);
+#ifdef ZARVO_INSPECT_HDF5
+        if (command == "h5") return inspect::runH5(argc, argv);
+#endif
         if (command == "help" || command == "--help" || command == "-h") {
             std::cout << kUsage;
             return 0;
