@@ -64,9 +64,16 @@ Handle createGrowing(hid_t file, const std::string& path, hid_t type, std::vecto
     H5Pset_chunk(creation.get(), rank, chunk.data());
     if (deflateLevel > 0) ZARVO_H5_CHECK(H5Pset_deflate(creation.get(), static_cast<unsigned>(deflateLevel)),
                                          "'" << path << "': deflate level " << deflateLevel << " is not 1 to 9");
+    const bool frames = chunk.size() > 1;
+    // Every frame is written whole before it is read: no fill values to write first.
+    if (frames) H5Pset_fill_time(creation.get(), H5D_FILL_TIME_NEVER);
     Handle links = ZARVO_H5_OPEN(H5Pcreate(H5P_LINK_CREATE), "cannot make a link property list");
     H5Pset_create_intermediate_group(links.get(), 1);
-    return ZARVO_H5_OPEN(H5Dcreate2(file, path.c_str(), type, space.get(), links.get(), creation.get(), H5P_DEFAULT),
+    // Without a chunk cache a frame written whole goes from the caller's buffer to the
+    // file; a frame is never written twice, so a cache would only copy it once more.
+    Handle access = ZARVO_H5_OPEN(H5Pcreate(H5P_DATASET_ACCESS), "cannot make a dataset access property list");
+    if (frames) H5Pset_chunk_cache(access.get(), 0, 0, H5D_CHUNK_CACHE_W0_DEFAULT);
+    return ZARVO_H5_OPEN(H5Dcreate2(file, path.c_str(), type, space.get(), links.get(), creation.get(), access.get()),
                          "'" << path << "': cannot create the dataset");
 }
 
@@ -153,6 +160,8 @@ void FrameRecorder::start(const Frame& frame) {
     layout->imageSize = image.size();
     internal::createGroup(file, internal::childPath(m_path, "metadata"), "");
     for (const auto& [key, value] : leavesOf(frame)) {
+        if (key.find('/') != std::string::npos)
+            ZARVO_THROW("'" << m_path << "': metadata key '" << key << "' can not be an HDF5 member name");
         Layout::Column column{key, value->getTypeString(), columnPath(m_path, key), Handle()};
         Handle elementType = internal::columnElementType(column.typeName);
         const bool bytes = !elementType.valid();
@@ -196,18 +205,26 @@ void FrameRecorder::append(const Frame& frame) {
         internal::writeColumnElement(layout.columns[i].dataset.get(), m_count, *leaves[i].second, layout.columns[i].path);
     }
     growTo(layout.images.get(), frames, layout.imagesPath);
-    Handle space = ZARVO_H5_OPEN(H5Dget_space(layout.images.get()), "'" << layout.imagesPath << "': cannot read its space");
-    std::vector<hsize_t> start(static_cast<size_t>(H5Sget_simple_extent_ndims(space.get())), 0);
-    std::vector<hsize_t> count = internal::shapeOf(layout.images.get(), layout.imagesPath);
-    start[0] = m_count;
-    count[0] = 1;
-    H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, start.data(), nullptr, count.data(), nullptr);
-    const hsize_t values = image.total() * static_cast<hsize_t>(image.channels());
-    Handle memory = ZARVO_H5_OPEN(H5Screate_simple(1, &values, nullptr), "cannot make a memory space");
     const cv::Mat dense = image.isContinuous() ? image : image.clone();
-    ZARVO_H5_CHECK(H5Dwrite(layout.images.get(), internal::pixelType(image.depth()), memory.get(), space.get(),
-                            H5P_DEFAULT, dense.data),
-                   "'" << layout.imagesPath << "': cannot write frame " << m_count);
+    std::vector<hsize_t> offset(image.channels() > 1 ? 4 : 3, 0);
+    offset[0] = m_count;
+    if (m_options.deflateLevel == 0) {
+        // A frame is one chunk: uncompressed, it goes to the file as it is, past HDF5's
+        // chunk buffers and type conversion.
+        ZARVO_H5_CHECK(H5Dwrite_chunk(layout.images.get(), H5P_DEFAULT, 0, offset.data(), dense.total() * dense.elemSize(),
+                                      dense.data),
+                       "'" << layout.imagesPath << "': cannot write frame " << m_count);
+    } else {
+        Handle space = ZARVO_H5_OPEN(H5Dget_space(layout.images.get()), "'" << layout.imagesPath << "': cannot read its space");
+        std::vector<hsize_t> count = internal::shapeOf(layout.images.get(), layout.imagesPath);
+        count[0] = 1;
+        H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, offset.data(), nullptr, count.data(), nullptr);
+        Handle memory = ZARVO_H5_OPEN(H5Screate_simple(static_cast<int>(count.size()), count.data(), nullptr),
+                                      "cannot make a memory space");
+        ZARVO_H5_CHECK(H5Dwrite(layout.images.get(), internal::pixelType(image.depth()), memory.get(), space.get(),
+                                H5P_DEFAULT, dense.data),
+                       "'" << layout.imagesPath << "': cannot write frame " << m_count);
+    }
     ++m_count;
     if (m_options.flushEvery > 0 && m_count % m_options.flushEvery == 0) flush();
 }
