@@ -55,6 +55,14 @@ Selection elementOf(hid_t dataset, hsize_t index, const std::string& path) {
     return slot;
 }
 
+// A transfer with a small conversion buffer: HDF5 clears its buffer (1 MB by default) on
+// every read or write that converts, which for one metadata string costs more than the frame.
+Handle smallTransfer() {
+    Handle transfer = ZARVO_H5_OPEN(H5Pcreate(H5P_DATASET_XFER), "cannot make a transfer property list");
+    H5Pset_buffer(transfer.get(), 64 * 1024, nullptr, nullptr);
+    return transfer;
+}
+
 Handle copyOf(hid_t type) { return ZARVO_H5_OPEN(H5Tcopy(type), "cannot copy an HDF5 type"); }
 
 Handle boolType() {
@@ -121,7 +129,8 @@ struct Elements {
             if constexpr (std::is_same_v<E, std::string>) stored.push_back(it->c_str());
             else stored.push_back(static_cast<Stored>(*it));
         }
-        ZARVO_H5_CHECK(H5Dwrite(dataset, type().get(), slot.memory.get(), slot.file.get(), H5P_DEFAULT, stored.data()),
+        ZARVO_H5_CHECK(H5Dwrite(dataset, type().get(), slot.memory.get(), slot.file.get(), smallTransfer().get(),
+                                stored.data()),
                        "'" << path << "': cannot write its elements");
     }
 
@@ -138,7 +147,7 @@ struct Elements {
             std::vector<Stored> stored(slot.count);
             // A bool written by another tool may be any integer: read it as a number.
             Handle memoryType = std::is_same_v<E, bool> && kind == H5T_INTEGER ? copyOf(H5T_NATIVE_SCHAR) : type();
-            ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), H5P_DEFAULT,
+            ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), smallTransfer().get(),
                                    stored.data()),
                            "'" << path << "': cannot read its elements as '" << typeName << "'");
             return std::vector<E>(stored.begin(), stored.end());
@@ -162,7 +171,7 @@ private:
     static std::vector<std::string> readVariable(hid_t dataset, const Selection& slot, const std::string& path) {
         Handle memoryType = utf8Type();
         std::vector<char*> texts(slot.count, nullptr);
-        ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), H5P_DEFAULT, texts.data()),
+        ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), smallTransfer().get(), texts.data()),
                        "'" << path << "': cannot read its strings");
         std::vector<std::string> result(texts.begin(), texts.end());
         H5Dvlen_reclaim(memoryType.get(), slot.memory.get(), H5P_DEFAULT, texts.data());
@@ -175,7 +184,7 @@ private:
         H5Tset_size(memoryType.get(), width);
     H5Tset_strpad(memoryType.get(), H5T_STR_NULLPAD);  // all width characters, a terminator or not
         std::vector<char> buffer(width * slot.count);
-        ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), H5P_DEFAULT, buffer.data()),
+        ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), smallTransfer().get(), buffer.data()),
                        "'" << path << "': cannot read its strings");
         std::vector<std::string> result;
         for (size_t i = 0; i < slot.count; ++i) {
@@ -316,7 +325,7 @@ struct Family<cv::Mat> {
             memory = ZARVO_H5_OPEN(H5Screate_simple(1, &count, nullptr), "cannot make a memory space");
         }
         ZARVO_H5_CHECK(H5Dread(dataset, pixelType(depth), memory.valid() ? memory.get() : H5S_ALL, fileSpace,
-                               H5P_DEFAULT, pixels.data),
+                               smallTransfer().get(), pixels.data),
                        "'" << path << "': cannot read its pixels");
         return pixels;
     }
@@ -585,7 +594,7 @@ std::shared_ptr<Variant> readValue(hid_t dataset, const std::string& path) {
         if (dims.size() != 1) misfit(path, "byte form of shape " + shapeText(dims), typeName);
         std::vector<char> bytes(dims[0]);
         if (!bytes.empty())
-            ZARVO_H5_CHECK(H5Dread(dataset, H5T_NATIVE_UINT8, H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes.data()),
+            ZARVO_H5_CHECK(H5Dread(dataset, H5T_NATIVE_UINT8, H5S_ALL, H5S_ALL, smallTransfer().get(), bytes.data()),
                            "'" << path << "': cannot read its bytes");
         return fromBytes(bytes, path, typeName);
     }
@@ -610,7 +619,8 @@ void writeColumnElement(hid_t column, hsize_t index, const Variant& value, const
     const std::shared_ptr<char> bytes = value.serialize(fileEndian(), size);
     hvl_t element{size, bytes.get()};
     const Selection slot = elementOf(column, index, path);
-    ZARVO_H5_CHECK(H5Dwrite(column, byteColumnType().get(), slot.memory.get(), slot.file.get(), H5P_DEFAULT, &element),
+    ZARVO_H5_CHECK(H5Dwrite(column, byteColumnType().get(), slot.memory.get(), slot.file.get(), smallTransfer().get(),
+                            &element),
                    "'" << path << "': cannot write element " << index);
 }
 
@@ -624,7 +634,7 @@ std::shared_ptr<Variant> readColumnElement(hid_t column, hsize_t index, const st
     const Selection slot = elementOf(column, index, path);
     Handle type = byteColumnType();
     hvl_t element{0, nullptr};
-    ZARVO_H5_CHECK(H5Dread(column, type.get(), slot.memory.get(), slot.file.get(), H5P_DEFAULT, &element),
+    ZARVO_H5_CHECK(H5Dread(column, type.get(), slot.memory.get(), slot.file.get(), smallTransfer().get(), &element),
                    "'" << path << "': cannot read element " << index);
     const char* data = static_cast<const char*>(element.p);
     const std::vector<char> bytes(data, data + element.len);
