@@ -321,8 +321,11 @@ struct Family<cv::Mat> {
         if (pixels.empty()) return pixels;
         Handle memory;
         if (fileSpace != H5S_ALL) {
-            const hsize_t count = pixels.total() * pixels.channels();
-            memory = ZARVO_H5_OPEN(H5Screate_simple(1, &count, nullptr), "cannot make a memory space");
+            // Shaped like the selection (one frame of a stack), so HDF5 copies whole rows.
+            std::vector<hsize_t> selected{1};
+            selected.insert(selected.end(), dims.begin(), dims.end());
+            memory = ZARVO_H5_OPEN(H5Screate_simple(static_cast<int>(selected.size()), selected.data(), nullptr),
+                                   "cannot make a memory space");
         }
         ZARVO_H5_CHECK(H5Dread(dataset, pixelType(depth), memory.valid() ? memory.get() : H5S_ALL, fileSpace,
                                smallTransfer().get(), pixels.data),
