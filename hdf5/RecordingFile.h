@@ -17,7 +17,7 @@ namespace zarvo::hdf5 {
 /// objects are laid out so that h5py, HDFView or MATLAB read them without this
 /// library (see "Recording to HDF5" in the README). Every failure is a
 /// zarvo::Exception; HDF5's own error printing is off. Move only. Debian's HDF5 is built
-/// without thread safety: use every file of a process from one thread at a time.
+/// without thread safety: a process uses all its files from one thread at a time.
 class ZARVO_EXPORT RecordingFile {
 public:
     /// One object of the file, as list() gives it.
