@@ -49,5 +49,8 @@ TEST(Hdf5H5pyFile, WhatDoesNotFitIsRefusedAndTheFileStaysReadable) {
               "'bad/class': element class string does not fit type 'int32'");
     EXPECT_EQ(messageOf([&] { file.readValue("bad/unnamed"); }),
               "'bad/unnamed': has no attribute 'zarvo_type' naming its type");
+    EXPECT_EQ(messageOf([&] { file.readValue("bad/bytes"); }),
+              "'bad/bytes': its bytes do not read as 'cvmat': Input ends before the value does: 4 more bytes needed "
+              "at offset 0, 3 left");
     EXPECT_EQ(file.readValue("numbers/count")->toInt32(), -42);
 }

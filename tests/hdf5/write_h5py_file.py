@@ -28,3 +28,5 @@ with h5py.File(path, "w") as f:
     put("bad/shape", np.array([1, 2, 3], np.int32), "cvsize")
     put("bad/class", "text", "int32")
     f.create_dataset("bad/unnamed", data=1)
+    put("bad/bytes", np.array([2, 0, 0], np.uint8), "cvmat")
+    f["bad/bytes"].attrs["zarvo_form"] = "bytes-le"
