@@ -46,7 +46,7 @@ int main(int argc, char** argv) {
               << "Open it in Python (Debian: apt-get install python3-h5py):\n\n"
               << "    import h5py\n"
               << "    f = h5py.File('" << name << "', 'r')\n"
-              << "    f['run/images'].shape              # (50, 120, 160): frame, row, column\n"
+              << "    f['run/images'].shape               # (50, 120, 160): frame, row, column\n"
               << "    frame = f['run/images'][10]         # reads frame 10 alone, a numpy uint8 array\n"
               << "    f['run/metadata/time_ms'][10]       # its metadata, one dataset per key\n"
               << "    f['calibration/gain'][()]           # 0.04\n\n"
