@@ -93,6 +93,7 @@ fuzz: fuzz-deps
 
 demo: build
 	$(BUILD)/examples/zarvo_demo
+	@echo; $(BUILD)/examples/zarvo_record $(BUILD)/zarvo_record.h5
 
 bench: build
 	@for b in $(BUILD)/bench/zarvo_bench_*; do echo "== $$b"; $$b || exit 1; done

@@ -3,6 +3,8 @@
 #   libzarvo-datatypes-dev  (dev)     headers, CMake package, pkg-config file, the .so links
 #   zarvo-tools             (tools)   zarvo-inspect, with OpenCV's image codecs for --png
 #   python3-zarvo-datatypes (python)  the Python module zarvo_datatypes
+#   libzarvo-hdf5           (hdf5)    the HDF5 recording library, when built
+#   libzarvo-hdf5-dev       (hdf5_dev) its headers, CMake targets, pkg-config file, .so link
 # `make package` (or `cpack -G DEB` in the build folder) writes
 # <package>_<version>-<release>_<arch>.deb for each of them.
 
@@ -18,6 +20,9 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL runtime dev tools)
 if(ZARVO_BUILD_PYTHON)
   list(APPEND CPACK_COMPONENTS_ALL python)
+endif()
+if(TARGET zarvo_hdf5)
+  list(APPEND CPACK_COMPONENTS_ALL hdf5 hdf5_dev)
 endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE ${ZARVO_PACKAGE_RELEASE})
@@ -54,6 +59,20 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "libzarvo-datatypes (= ${_zarvo_deb_vers
 # Where dpkg-shlibdeps finds the project's own libraries that a packaged binary links.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 
+# The recording library: HDF5's runtime comes from dpkg-shlibdeps, the project's own
+# library is named here as for the tools.
+# zarvo-inspect reads recordings through it.
+if(TARGET zarvo_hdf5)
+  string(APPEND CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ", libzarvo-hdf5 (= ${_zarvo_deb_version})")
+endif()
+set(CPACK_DEBIAN_HDF5_PACKAGE_NAME libzarvo-hdf5)
+set(CPACK_DEBIAN_HDF5_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_HDF5_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_HDF5_PACKAGE_DEPENDS "libzarvo-datatypes (= ${_zarvo_deb_version})")
+set(CPACK_DEBIAN_HDF5_DEV_PACKAGE_NAME libzarvo-hdf5-dev)
+set(CPACK_DEBIAN_HDF5_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_HDF5_DEV_PACKAGE_DEPENDS "libzarvo-hdf5 (= ${_zarvo_deb_version}), libzarvo-datatypes-dev (= ${_zarvo_deb_version})")
+
 include(CPack)
 cpack_add_component(runtime DISPLAY_NAME "zarvo-datatypes libraries"
                     DESCRIPTION "Shared libraries valuefault, valuetext and zarvo_datatypes.")
@@ -63,3 +82,7 @@ cpack_add_component(tools DISPLAY_NAME "zarvo-datatypes tools"
                     DESCRIPTION "zarvo-inspect: shows what byte forms hold and writes them from text.")
 cpack_add_component(python DISPLAY_NAME "zarvo-datatypes for Python"
                     DESCRIPTION "The Python module zarvo_datatypes: values, storages, frames and records, with numpy.")
+cpack_add_component(hdf5 DISPLAY_NAME "zarvo-datatypes HDF5 recording"
+                    DESCRIPTION "zarvo_hdf5: values, storages, frames and recordings in HDF5 files.")
+cpack_add_component(hdf5_dev DISPLAY_NAME "zarvo-datatypes HDF5 recording development files"
+                    DESCRIPTION "Headers, CMake targets and pkg-config file of zarvo_hdf5.")

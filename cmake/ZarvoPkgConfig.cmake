@@ -1,4 +1,5 @@
-# Installs zarvo_datatypes.pc (dev component) into LIBDIR/pkgconfig.
+# Installs zarvo_datatypes.pc (dev component), and zarvo_hdf5.pc (hdf5_dev) when that library
+# is built, into LIBDIR/pkgconfig.
 
 # OpenCV core's flags, as found for this build; folders the compiler searches anyway are left out.
 get_target_property(_zarvo_cv_includes opencv_core INTERFACE_INCLUDE_DIRECTORIES)
@@ -27,16 +28,23 @@ endforeach()
 
 # Everything but the prefix is known now; the prefix only when installing. Each install
 # writes its own copy (keyed by where it goes), so concurrent installs cannot mix them up.
+# zarvo_install_pkg_config(NAME COMPONENT) installs NAME.pc from cmake/NAME.pc.in.
 set(ZARVO_PC_PREFIX "@ZARVO_PC_PREFIX@")
-set(_zarvo_pc_template ${PROJECT_BINARY_DIR}/pkgconfig/zarvo_datatypes.pc.in)
-configure_file(${CMAKE_CURRENT_LIST_DIR}/zarvo_datatypes.pc.in ${_zarvo_pc_template} @ONLY)
 set(_zarvo_pc_destination ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 if(NOT IS_ABSOLUTE ${_zarvo_pc_destination})
   set(_zarvo_pc_destination "\${CMAKE_INSTALL_PREFIX}/${_zarvo_pc_destination}")
 endif()
-install(CODE "
-  set(ZARVO_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
-  string(MD5 _zarvo_pc_key \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}\")
-  set(_zarvo_pc \"${PROJECT_BINARY_DIR}/pkgconfig/\${_zarvo_pc_key}/zarvo_datatypes.pc\")
-  configure_file(\"${_zarvo_pc_template}\" \"\${_zarvo_pc}\" @ONLY)
-  file(INSTALL DESTINATION \"${_zarvo_pc_destination}\" TYPE FILE FILES \"\${_zarvo_pc}\")" COMPONENT dev)
+function(zarvo_install_pkg_config name component)
+  set(template ${PROJECT_BINARY_DIR}/pkgconfig/${name}.pc.in)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${template} @ONLY)
+  install(CODE "
+    set(ZARVO_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
+    string(MD5 _zarvo_pc_key \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}\")
+    set(_zarvo_pc \"${PROJECT_BINARY_DIR}/pkgconfig/\${_zarvo_pc_key}/${name}.pc\")
+    configure_file(\"${template}\" \"\${_zarvo_pc}\" @ONLY)
+    file(INSTALL DESTINATION \"${_zarvo_pc_destination}\" TYPE FILE FILES \"\${_zarvo_pc}\")" COMPONENT ${component})
+endfunction()
+zarvo_install_pkg_config(zarvo_datatypes dev)
+if(TARGET zarvo_hdf5)
+  zarvo_install_pkg_config(zarvo_hdf5 hdf5_dev)
+endif()

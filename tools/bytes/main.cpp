@@ -26,6 +26,9 @@
 #include "tools/bytes/ByteView.h"
 #include "tools/bytes/ValueJson.h"
 #include "zarvo/version.h"
+#ifdef ZARVO_INSPECT_HDF5
+#include "tools/bytes/Hdf5Inspect.h"
+#endif
 
 namespace {
 
@@ -49,6 +52,9 @@ const char* const kUsage =
     " [FILE]\n"
     "       zarvo-inspect write NAME TEXT [--swap] [--hex]\n"
     "       zarvo-inspect types\n"
+#ifdef ZARVO_INSPECT_HDF5
+    "       zarvo-inspect h5 list FILE | h5 print FILE PATH   (HDF5 recordings)\n"
+#endif
     "       zarvo-inspect --version | --help\n"
     "NAME is a registered type name, \"storage\" or a record class name (see 'types').\n"
     "read shows the value in FILE (or standard input, also for FILE '-') and the bytes used;\n"
@@ -308,6 +314,9 @@ int version(int, char**) {
 const std::pair<const char*, int (*)(int, char**)> kCommands[] = {
     {"read", read}, {"write", write}, {"types", types},
     {"help", help}, {"--help", help}, {"-h", help}, {"--version", version},
+#ifdef ZARVO_INSPECT_HDF5
+    {"h5", inspect::runH5},
+#endif
 };
 
 // One line, safe for a terminal: OpenCV's texts span lines and name its sources, so

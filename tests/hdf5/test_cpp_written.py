@@ -1,0 +1,81 @@
+"""h5py reads the file zarvo_hdf5_write_files made, as a user without the library would."""
+import os
+
+import h5py
+import numpy as np
+import pytest
+
+FILE = os.environ["ZARVO_CPP_WRITTEN_H5"]
+
+
+@pytest.fixture(scope="module")
+def f():
+    with h5py.File(FILE, "r", swmr=True) as handle:
+        yield handle
+
+
+def name_of(obj):
+    return obj.attrs["zarvo_type"]
+
+
+@pytest.mark.parametrize("path,dtype,value,type_name", [
+    ("values/int16", np.int16, -12345, "int16"),
+    ("values/uint64", np.uint64, 18000000000000000000, "uint64"),
+    ("values/double", np.float64, 2.5, "double"),
+    ("values/bool", np.bool_, True, "bool"),
+])
+def test_scalars_have_their_numpy_type(f, path, dtype, value, type_name):
+    dataset = f[path]
+    assert dataset.shape == () and dataset.dtype == dtype
+    assert dataset[()] == value and name_of(dataset) == type_name
+
+
+def test_strings_are_utf8(f):
+    assert f["values/string"].asstr()[()] == "Grüße"
+    assert list(f["values/vecstring"].asstr()[:]) == ["a", "bc"]
+
+
+def test_sequences_geometry_and_matrices(f):
+    np.testing.assert_array_equal(f["values/vecfloat"][:], np.array([0.5, -1.5], np.float32))
+    assert f["values/listuint8"].dtype == np.uint8 and list(f["values/listuint8"][:]) == [1, 2, 255]
+    assert list(f["values/cvsize"][:]) == [640, 480] and f["values/cvsize"].dtype == np.int32
+    assert list(f["values/cvrect"][:]) == [1, 2, 3, 4] and name_of(f["values/cvrect"]) == "cvrect"
+    np.testing.assert_array_equal(f["values/cvmat"][:], np.arange(1, 7, dtype=np.float32).reshape(2, 3))
+
+
+def test_other_types_keep_their_byte_form(f):
+    dataset = f["values/version"]
+    assert name_of(dataset) == "version" and dataset.attrs["zarvo_form"] == "bytes-le"
+    assert dataset.dtype == np.uint8 and dataset.shape == (12,)
+    assert bytes(dataset[:]) == bytes([1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0])
+
+
+def test_storage_is_a_group_tree(f):
+    group = f["settings"]
+    assert name_of(group) == "storage" and sorted(group) == ["gain", "probe"]
+    assert group["gain"][()] == 1.5 and group["probe/serial"][()] == 4711
+
+
+def test_frames_are_hdf5_images(f):
+    image = f["frames/gray/image"]
+    np.testing.assert_array_equal(image[:], np.arange(0, 60, 10, dtype=np.uint8).reshape(2, 3))
+    assert image.attrs["CLASS"] == b"IMAGE" and image.attrs["IMAGE_VERSION"] == b"1.2"
+    assert image.attrs["IMAGE_SUBCLASS"] == b"IMAGE_GRAYSCALE"
+    assert f["frames/gray/metadata/exposure"][()] == 20 and name_of(f["frames/gray"]) == "frame"
+    color = f["frames/color/image"]
+    assert color.shape == (2, 2, 3) and list(color[1, 1]) == [1, 2, 3]
+    assert color.attrs["IMAGE_SUBCLASS"] == b"IMAGE_TRUECOLOR"
+    assert color.attrs["INTERLACE_MODE"] == b"INTERLACE_PIXEL"
+
+
+def test_recording_is_chunked_by_frame_and_deflated(f):
+    images = f["run/images"]
+    assert name_of(f["run"]) == "recording" and images.shape == (3, 4, 5) and images.dtype == np.uint16
+    assert images.chunks == (1, 4, 5) and images.compression == "gzip" and images.maxshape[0] is None
+    for i in range(3):
+        assert (images[i] == 1000 * i).all()
+    assert list(f["run/metadata/index"][:]) == [0, 1, 2]
+    assert list(f["run/metadata/camera/mode"].asstr()[:]) == ["even", "odd", "even"]
+    firmware = f["run/metadata/camera/firmware"]
+    assert name_of(firmware) == "version" and firmware.attrs["zarvo_form"] == "bytes-le"
+    assert bytes(firmware[2]) == bytes([2, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0])
