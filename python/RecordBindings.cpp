@@ -192,11 +192,15 @@ void bindMeasRecords(py::module_& module) {
     field(point, "value", &MeasPoint::getValue, &MeasPoint::setValue, "The measured value, a Variant (shared).");
 
     auto area = recordClass<MeasArea>(module, "MeasArea",
-                                      "A rectangle with a cold and a hot spot; its mean value comes only from "
-                                      "bytes, and without one serialize and str raise Error.");
+                                      "A rectangle with a cold and a hot spot and a mean value (a Variant); "
+                                      "without a mean value serialize and str raise Error.");
     area.def(py::init<>(), "Position and size 0, empty spots.")
         .def(py::init<unsigned short, unsigned short, unsigned short, unsigned short>(), "x"_a, "y"_a, "width"_a,
-             "height"_a);
+             "height"_a)
+        .def(py::init<unsigned short, unsigned short, unsigned short, unsigned short, MeasPoint, MeasPoint,
+                      std::shared_ptr<exp::Variant>>(),
+             "x"_a, "y"_a, "width"_a, "height"_a, "cold_spot"_a, "hot_spot"_a, "mean_value"_a,
+             "A whole area, ready to be written: the spots and the mean value are held as given (shared).");
     field(area, "x", &MeasArea::getXPos, &MeasArea::setXPos, "The x position.");
     field(area, "y", &MeasArea::getYPos, &MeasArea::setYPos, "The y position.");
     field(area, "width", &MeasArea::getWidth, &MeasArea::setWidth, "The width.");

@@ -63,6 +63,11 @@ def test_record_fields_and_layouts(struct_order, endian):
     assert probe.serialize(endian) == struct.pack(struct_order + "fbB", 0.5, -1, 7)
     point = z.MeasPoint(1, 2, z.Variant(7, "int32"))
     assert point.value == z.Variant(7, "int32") and (point.x, point.y) == (1, 2)
+    area = z.MeasArea(1, 2, 3, 4, point, point, z.Variant(37.0, "double"))
+    assert str(area) == "(1/2) (3 x 4 )7 , 7 , 37"
+    data = area.serialize(endian)
+    assert data[-18:] == struct.pack(struct_order + "I6sd", 6, b"double", 37.0) and len(data) == 8 + 2 * 17 + 18
+    assert z.MeasArea.deserialize(data, endian)[0].serialize(endian) == data
     calibration = z.CalibrationInfo(2, "C", -2, 0, 1)
     assert calibration.expire_date == 4294967294
     assert z.CalibrationInfo.from_buffer(z.CalibrationInfo.to_buffer([calibration, calibration])) == [calibration] * 2
