@@ -68,4 +68,13 @@ py::bytes writtenBytes(size_t size, Write write) {
     return result;
 }
 
+/// R::deserialize over any bytes-like object with the bounded reader: (value, bytes used).
+template <class R>
+py::tuple readBounded(py::handle data, exp::Endian endian) {
+    const ByteInput input(data);
+    size_t used = 0;
+    R value = R::deserialize(endian, input.data(), input.size(), used);
+    return py::make_tuple(std::move(value), used);
+}
+
 }  // namespace zarvo::python

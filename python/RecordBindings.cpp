@@ -47,15 +47,7 @@ template <class R>
 py::class_<R> recordClass(py::module_& module, const char* name, const char* doc) {
     py::class_<R> record(module, name, doc);
     record.def("serialize", &bytesOf<R>, "endian"_a, "The byte form in the given byte order, as bytes.")
-        .def_static(
-            "deserialize",
-            [](py::handle data, Endian endian) {
-                const ByteInput input(data);
-                size_t used = 0;
-                R value = R::deserialize(endian, input.data(), input.size(), used);
-                return py::make_tuple(std::move(value), used);
-            },
-            "data"_a, "endian"_a,
+        .def_static("deserialize", &readBounded<R>, "data"_a, "endian"_a,
             "Reads one record from any bytes-like object, never past its end; returns (record, bytes used). "
             "Bytes that end early raise Error.")
         .def("__str__", [](const R& value) { return value.toString(); }, "The text form.")

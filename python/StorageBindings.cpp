@@ -111,15 +111,7 @@ void bindStorage(py::module_& module) {
                 return writtenBytes(storage.sizeofType(), [&](char* data) { storage.serialize(endian, data); });
             },
             "endian"_a, "The byte form, as bytes: the entry count, then each key, type name and value.")
-        .def_static(
-            "deserialize",
-            [](py::handle data, Endian endian) {
-                const ByteInput input(data);
-                size_t used = 0;
-                Storage storage = Storage::deserialize(endian, input.data(), input.size(), used);
-                return py::make_tuple(std::move(storage), used);
-            },
-            "data"_a, "endian"_a,
+        .def_static("deserialize", &readBounded<Storage>, "data"_a, "endian"_a,
             "Reads a storage from any bytes-like object, never past its end; returns (storage, bytes used). "
             "Bytes that end early or count more entries than they hold raise Error.")
         .def("__eq__", &Storage::operator==, py::is_operator(),
