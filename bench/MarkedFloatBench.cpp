@@ -45,5 +45,5 @@ BENCHMARK(FloatMultiplyAdd);
 BENCHMARK(MarkedFloatMultiplyAdd);
 
 int main(int argc, char** argv) {
-    return runBenchmarksWithRatios(argc, argv, {{"MarkedFloatMultiplyAdd", "FloatMultiplyAdd", 2.0}});
+    return runBenchmarksWithRatios(argc, argv, {{"MarkedFloatMultiplyAdd", "FloatMultiplyAdd", 1.5}});
 }
