@@ -8,6 +8,9 @@ namespace zarvo::exp {
 
 std::unordered_map<std::type_index, TypeObject*>* TypeObject::m_pIdTypeObjects = nullptr;
 std::unordered_map<std::string, TypeObject*>* TypeObject::m_pStringTypeObjects = nullptr;
+RegistryIndex<std::string_view, TypeObject> TypeObject::s_byName;
+RegistryIndex<const std::type_info*, TypeObject> TypeObject::s_byType;
+RegistryIndex<const void*, TypeObject> TypeObject::s_byTypeAddress;
 int TypeObjectInitializer::s_count = 0;
 
 TypeObjectInitializer::TypeObjectInitializer() {
@@ -29,6 +32,9 @@ TypeObjectInitializer::~TypeObjectInitializer() {
         for (auto& entry : *TypeObject::m_pStringTypeObjects) delete entry.second;
         delete TypeObject::m_pStringTypeObjects;
         TypeObject::m_pStringTypeObjects = nullptr;
+        TypeObject::s_byName.release();
+        TypeObject::s_byType.release();
+        TypeObject::s_byTypeAddress.release();
     }
 }
 
@@ -37,11 +43,14 @@ TypeObject::~TypeObject() = default;
 const TypeObject* TypeObject::create(std::unique_ptr<TypeObject> entry) {
     const std::type_info& type = entry->getTypeInfo();
     if (m_pIdTypeObjects->emplace(std::type_index(type), entry.get()).second) {
+        s_byType.insert(&type, entry.get());
+        s_byTypeAddress.insert(&type, entry.get());
         if (!m_pStringTypeObjects->emplace(entry->getTypeString(), entry.get()).second) {
             // The type stays findable by its id, which then owns the entry.
             entry.release();
             ZARVO_THROW("Type maps are inconsistent!");
         }
+        s_byName.insert(entry->getTypeString(), entry.get());
         return entry.release();
     }
     const std::string typeString = entry->getTypeString();

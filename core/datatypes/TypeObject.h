@@ -3,10 +3,12 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <typeindex>
 #include <typeinfo>
 #include <unordered_map>
 
+#include "core/datatypes/RegistryIndex.h"
 #include "core/datatypes/Variant.h"
 #include "core/memory/MemoryBinary.h"
 
@@ -39,11 +41,11 @@ public:
     const char* getTypeString() const { return m_typeString; }
 
     /// The entry of that name; throws a zarvo::Exception if there is none.
-    static const TypeObject& find(const std::string& typeString);
+    static const TypeObject& find(std::string_view typeString);
     /// The entry of that type (const is ignored); throws a zarvo::Exception if there is none.
     static const TypeObject& find(const std::type_info& type);
     /// The entry of that name, or nullptr.
-    static const TypeObject* findP(const std::string& typeString);
+    static const TypeObject* findP(std::string_view typeString);
     /// The entry of that type, or nullptr.
     static const TypeObject* findP(const std::type_info& type);
 
@@ -59,6 +61,15 @@ protected:
     static std::unordered_map<std::type_index, TypeObject*>* m_pIdTypeObjects;
     /// Text name to entry; owns the entries.
     static std::unordered_map<std::string, TypeObject*>* m_pStringTypeObjects;
+    /// The same two mappings as flat tables, for the lookups: every value read by
+    /// name goes through one.
+    static RegistryIndex<std::string_view, TypeObject> s_byName;
+    /// See s_byName.
+    static RegistryIndex<const std::type_info*, TypeObject> s_byType;
+    /// The entries by the address of the std::type_info they were registered with: a
+    /// caller asking with that same object, as every caller of a type the libraries
+    /// share does, is answered without reading the type's name.
+    static RegistryIndex<const void*, TypeObject> s_byTypeAddress;
 
 private:
     static const TypeObject* create(std::unique_ptr<TypeObject> entry);
@@ -132,17 +143,14 @@ private:
 static TypeObjectInitializer s_typeObjectInitializer;
 
 // The lookups are inline: they are on the path of every value read by name.
-inline const TypeObject* TypeObject::findP(const std::string& typeString) {
-    const auto it = m_pStringTypeObjects->find(typeString);
-    return it == m_pStringTypeObjects->end() ? nullptr : it->second;
-}
+inline const TypeObject* TypeObject::findP(std::string_view typeString) { return s_byName.find(typeString); }
 
 inline const TypeObject* TypeObject::findP(const std::type_info& type) {
-    const auto it = m_pIdTypeObjects->find(std::type_index(type));
-    return it == m_pIdTypeObjects->end() ? nullptr : it->second;
+    if (const TypeObject* entry = s_byTypeAddress.find(&type)) return entry;
+    return s_byType.find(&type);
 }
 
-inline const TypeObject& TypeObject::find(const std::string& typeString) {
+inline const TypeObject& TypeObject::find(std::string_view typeString) {
     const TypeObject* entry = findP(typeString);
     if (entry == nullptr)
         ZARVO_THROW("Unknown type string: " << typeString << " (Type registered with ZARVO_REGISTER_METATYPE(...) ?)");
