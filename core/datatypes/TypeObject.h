@@ -64,7 +64,7 @@ protected:
     /// The same two mappings as flat tables, for the lookups: every value read by
     /// name goes through one.
     static RegistryIndex<std::string_view, TypeObject> s_byName;
-    /// See s_byName.
+    /// The entries by type, through the mangled name: found with any copy of a typeid.
     static RegistryIndex<const std::type_info*, TypeObject> s_byType;
     /// The entries by the address of the std::type_info they were registered with: a
     /// caller asking with that same object, as every caller of a type the libraries
