@@ -131,3 +131,14 @@ TEST(TypeObject, TypeStringsFollowRegistrationOrder) {
     EXPECT_EQ(*(reading + 1), "testrenamed");
     EXPECT_EQ(std::count(names.begin(), names.end(), "testrenamed2"), 0);
 }
+
+// A name is looked up by its bytes alone, wherever they lie and whatever follows them.
+TEST(TypeObject, NamesAreFoundInPlace) {
+    const std::string text = "vecint32;float";
+    EXPECT_EQ(TypeObject::findP(std::string_view(text).substr(0, 8)), &TypeObject::find("vecint32"));
+    EXPECT_EQ(TypeObject::findP(std::string_view(text).substr(3, 5)), &TypeObject::find("int32"));
+    EXPECT_EQ(&TypeObject::find(std::string_view(text).substr(9)), &TypeObject::find(typeid(float)));
+    EXPECT_EQ(TypeObject::findP(std::string_view(text).substr(0, 7)), nullptr);
+    EXPECT_EQ(failureOf([&] { TypeObject::find(std::string_view(text).substr(0, 3)); }),
+              "Unknown type string: vec" + kUnknown + "|zarvo::exp::TypeObject::find");
+}

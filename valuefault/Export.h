@@ -14,7 +14,7 @@
 //
 // Templates and inline functions are compiled in the caller and need nothing; what
 // they call in the libraries does, private members and static data included (the
-// inline TypeObject::findP reads TypeObject::m_pIdTypeObjects). A caller's own
+// inline TypeObject::findP reads TypeObject::s_byTypeAddress). A caller's own
 // template instance, Variant_<MyType> or TypeObject_<MyType>, gets the vtable and
 // typeinfo of its exported base from the library. The same declarations serve the
 // libraries and their users: with GCC and clang on ELF, exporting and importing are

@@ -4,6 +4,7 @@
 #include <typeinfo>
 
 #include "core/datatypes/GroupDiscriminator.h"
+#include "core/datatypes/TypeObject.h"
 #include "valuefault/Exception.h"
 
 namespace zarvo::exp {
@@ -11,6 +12,25 @@ namespace zarvo::exp {
 namespace {
 using Storage = DataStorage<std::string>;
 using GroupHolder = Variant_<Storage>;
+
+// The registered name of each value's type for a walk over the entries: the registry
+// is asked again only when the type changes, since a level's values are mostly of
+// one or a few types. Throws what getStringFromType throws.
+class TypeNames {
+public:
+    std::string_view of(const Variant& value) {
+        const std::type_info& type = value.getTypeInfo();
+        if (m_pType == nullptr || *m_pType != type) {
+            m_name = getStringFromType(type);
+            m_pType = &type;
+        }
+        return m_name;
+    }
+
+private:
+    const std::type_info* m_pType = nullptr;
+    std::string_view m_name;
+};
 }  // namespace
 
 DataStorageBase::~DataStorageBase() = default;
@@ -119,8 +139,9 @@ bool Storage::operator==(const DataStorage& other) const {
 
 size_t Storage::sizeofType() const {
     size_t size = sizeof(std::uint64_t);
+    TypeNames names;
     for (const auto& [key, value] : *m_pItems)
-        size += Memory::sizeofT(key) + Memory::sizeofT(value->getTypeString()) + value->sizeofT_imp();
+        size += Memory::sizeofT(key) + 4 + names.of(*value).size() + value->sizeofT_imp();
     return size;
 }
 
@@ -150,14 +171,20 @@ Storage Storage::read(Memory::Cursor& in) {
     const std::uint64_t count = in.field<std::uint64_t>();
     in.requireElements(count, 8);  // every entry holds at least its two lengths
     DataStorage storage;
+    Map& items = *storage.m_pItems;
     for (std::uint64_t i = 0; i < count; ++i) {
-        std::string key, typeName;
-        Memory::deserializeT(in, key);
-        Memory::deserializeT(in, typeName);
-        if (key.find('.') != std::string::npos) ZARVO_THROW("Storage key holds a '.': " << key);
-        std::shared_ptr<Variant> value = Variant::deserialize(typeName, in);
+        // Key and name are looked at where they lie in the input; only the key is copied, into the map.
+        const std::string_view key = in.text();
+        const std::string_view typeName = in.text();
+        if (key.find('.') != std::string_view::npos) ZARVO_THROW("Storage key holds a '.': " << key);
+        std::shared_ptr<Variant> value = TypeObject::find(typeName).deserialize(in);
         if (!value) ZARVO_THROW("Storage entry holds no value: " << key << " (type " << typeName << ")");
-        if (!storage.m_pItems->try_emplace(key, std::move(value)).second)
+        // serialize() writes the keys in ascending order: each goes in behind the last
+        // one without a search. Any other order takes the searching insert, which also
+        // finds a key that appears twice.
+        if (items.empty() || items.rbegin()->first < key)
+            items.emplace_hint(items.end(), key, std::move(value));
+        else if (!items.try_emplace(std::string(key), std::move(value)).second)
             ZARVO_THROW("Storage key appears twice: " << key);
     }
     return storage;
@@ -165,9 +192,10 @@ Storage Storage::read(Memory::Cursor& in) {
 
 size_t Storage::serialize(Endian endian, char* data) const {
     size_t used = Memory::writeField(endian, data, static_cast<std::uint64_t>(m_pItems->size()));
+    TypeNames names;
     for (const auto& [key, value] : *m_pItems) {
-        used += Memory::serializeT(endian, data + used, key);
-        used += Memory::serializeT(endian, data + used, value->getTypeString());
+        used += Memory::writeText(endian, data + used, key);
+        used += Memory::writeText(endian, data + used, names.of(*value));
         used += value->serialize_imp(endian, data + used);
     }
     return used;

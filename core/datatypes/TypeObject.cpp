@@ -9,6 +9,9 @@ namespace zarvo::exp {
 std::unordered_map<std::type_index, TypeObject*>* TypeObject::m_pIdTypeObjects = nullptr;
 std::unordered_map<std::string, TypeObject*>* TypeObject::m_pStringTypeObjects = nullptr;
 std::vector<const TypeObject*>* TypeObject::m_pRegistrationOrder = nullptr;
+RegistryIndex<std::string_view, TypeObject> TypeObject::s_byName;
+RegistryIndex<const std::type_info*, TypeObject> TypeObject::s_byType;
+RegistryIndex<const void*, TypeObject> TypeObject::s_byTypeAddress;
 int TypeObjectInitializer::s_count = 0;
 
 TypeObjectInitializer::TypeObjectInitializer() {
@@ -33,6 +36,9 @@ TypeObjectInitializer::~TypeObjectInitializer() {
         TypeObject::m_pStringTypeObjects = nullptr;
         delete TypeObject::m_pRegistrationOrder;
         TypeObject::m_pRegistrationOrder = nullptr;
+        TypeObject::s_byName.release();
+        TypeObject::s_byType.release();
+        TypeObject::s_byTypeAddress.release();
     }
 }
 
@@ -46,12 +52,15 @@ std::shared_ptr<Variant> TypeObject::deserialize(Memory::Cursor&) const {
 const TypeObject* TypeObject::create(std::unique_ptr<TypeObject> entry) {
     const std::type_info& type = entry->getTypeInfo();
     if (m_pIdTypeObjects->emplace(std::type_index(type), entry.get()).second) {
+        s_byType.insert(&type, entry.get());
+        s_byTypeAddress.insert(&type, entry.get());
         if (!m_pStringTypeObjects->emplace(entry->getTypeString(), entry.get()).second) {
             // The type stays findable by its id, which then owns the entry.
             entry.release();
             ZARVO_THROW("Type maps are inconsistent!");
         }
         m_pRegistrationOrder->push_back(entry.get());
+        s_byName.insert(entry->getTypeString(), entry.get());
         return entry.release();
     }
     const std::string typeString = entry->getTypeString();
@@ -60,6 +69,16 @@ const TypeObject* TypeObject::create(std::unique_ptr<TypeObject> entry) {
         ZARVO_THROW("Error: tried to register a type twice with diffrent type string! TypeName = " << typeString);
     std::cout << "WARNING: register type twice: " << typeString << "\n";
     return nullptr;
+}
+
+const TypeObject* TypeObject::findInMaps(std::string_view typeString) {
+    const auto it = m_pStringTypeObjects->find(std::string(typeString));
+    return it == m_pStringTypeObjects->end() ? nullptr : it->second;
+}
+
+const TypeObject* TypeObject::findInMaps(const std::type_info& type) {
+    const auto it = m_pIdTypeObjects->find(std::type_index(type));
+    return it == m_pIdTypeObjects->end() ? nullptr : it->second;
 }
 
 std::shared_ptr<Variant> TypeObject::parse(const std::string& text) const { return fromString(text); }

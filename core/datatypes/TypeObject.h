@@ -6,11 +6,13 @@
 #include <optional>
 #include <string>
 #include <type_traits>
+#include <string_view>
 #include <typeindex>
 #include <typeinfo>
 #include <unordered_map>
 #include <vector>
 
+#include "core/datatypes/RegistryIndex.h"
 #include "core/datatypes/Variant.h"
 #include "core/memory/MemoryBinary.h"
 
@@ -53,11 +55,11 @@ public:
     /// @{
 
     /// The entry of that name; throws a zarvo::Exception if there is none.
-    static const TypeObject& find(const std::string& typeString);
+    static const TypeObject& find(std::string_view typeString);
     /// The entry of that type (const is ignored); throws a zarvo::Exception if there is none.
     static const TypeObject& find(const std::type_info& type);
     /// The entry of that name, or nullptr.
-    static const TypeObject* findP(const std::string& typeString);
+    static const TypeObject* findP(std::string_view typeString);
     /// The entry of that type, or nullptr.
     static const TypeObject* findP(const std::type_info& type);
     /// Every registered name in the order of registration: the built-in types first,
@@ -83,9 +85,23 @@ protected:
     static std::unordered_map<std::string, TypeObject*>* m_pStringTypeObjects;
     /// The entries of both maps in the order they were registered (the maps keep none).
     static std::vector<const TypeObject*>* m_pRegistrationOrder;
+    /// The same two mappings as flat tables, for the lookups: every value read by
+    /// name goes through one.
+    static RegistryIndex<std::string_view, TypeObject> s_byName;
+    /// The entries by type, through the mangled name: found with any copy of a typeid.
+    static RegistryIndex<const std::type_info*, TypeObject> s_byType;
+    /// The entries by the address of the std::type_info they were registered with: a
+    /// caller asking with that same object, as every caller of a type the libraries
+    /// share does, is answered without reading the type's name.
+    static RegistryIndex<const void*, TypeObject> s_byTypeAddress;
 
 private:
     static const TypeObject* create(std::unique_ptr<TypeObject> entry);
+    /// The lookups in the two maps, after a miss in the flat tables: they find the
+    /// entries that a derived registry put into the maps itself.
+    static const TypeObject* findInMaps(std::string_view typeString);
+    /// See above.
+    static const TypeObject* findInMaps(const std::type_info& type);
 
     const char* m_typeString;
 };
@@ -179,17 +195,18 @@ private:
 static TypeObjectInitializer s_typeObjectInitializer;
 
 // The lookups are inline: they are on the path of every value read by name.
-inline const TypeObject* TypeObject::findP(const std::string& typeString) {
-    const auto it = m_pStringTypeObjects->find(typeString);
-    return it == m_pStringTypeObjects->end() ? nullptr : it->second;
+inline const TypeObject* TypeObject::findP(std::string_view typeString) {
+    if (const TypeObject* entry = s_byName.find(typeString)) return entry;
+    return findInMaps(typeString);
 }
 
 inline const TypeObject* TypeObject::findP(const std::type_info& type) {
-    const auto it = m_pIdTypeObjects->find(std::type_index(type));
-    return it == m_pIdTypeObjects->end() ? nullptr : it->second;
+    if (const TypeObject* entry = s_byTypeAddress.find(&type)) return entry;
+    if (const TypeObject* entry = s_byType.find(&type)) return entry;
+    return findInMaps(type);
 }
 
-inline const TypeObject& TypeObject::find(const std::string& typeString) {
+inline const TypeObject& TypeObject::find(std::string_view typeString) {
     const TypeObject* entry = findP(typeString);
     if (entry == nullptr)
         ZARVO_THROW("Unknown type string: " << typeString << " (Type registered with ZARVO_REGISTER_METATYPE(...) ?)");

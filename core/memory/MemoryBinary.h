@@ -13,6 +13,7 @@
 #include <ostream>
 #include <list>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <typeinfo>
 #include <vector>
@@ -75,6 +76,13 @@ inline size_t writeCount(Endian endian, char* out, size_t count) {
     if (count > std::numeric_limits<std::uint32_t>::max())
         ZARVO_THROW("Too many elements for a byte form: " << count << " (at most 4294967295)");
     return writeField(endian, out, static_cast<std::uint32_t>(count));
+}
+
+/// Writes text in the form of a string, a 32-bit length and the bytes; returns 4 + its length.
+inline size_t writeText(Endian endian, char* out, std::string_view text) {
+    writeCount(endian, out, text.size());
+    if (!text.empty()) std::memcpy(out + 4, text.data(), text.size());
+    return 4 + text.size();
 }
 
 /// Copies count fields of width bytes (1, 2, 4 or 8) from in to out, reversing the
@@ -187,6 +195,13 @@ public:
         }
     }
 
+    /// Reads a 32-bit length and hands out that many bytes where they lie: a string's
+    /// form seen without copying it.
+    std::string_view text() {
+        const std::uint32_t length = field<std::uint32_t>();
+        return {take(length), length};
+    }
+
     /// Replaces values by count fields: the counterpart of writeFields. The bytes
     /// are claimed before the vector grows, so a bad count cannot make it huge.
     template <class T>
@@ -223,6 +238,8 @@ void deserializeT(Cursor& in, T& value);
 ///   static size_t size(const T&);                       // exact bytes write() will use
 ///   static size_t write(Endian, char*, const T&);       // returns the bytes written
 ///   static void read(Cursor&, T&);                      // fills an existing value
+/// and may offer, to be read by value rather than filled in (see readValue),
+///   static T make(Cursor&);
 /// A family that exists only in host order also names its refusal:
 ///   static constexpr const char* noSwapMessage;
 /// The primary template is a type with no byte form.
@@ -258,16 +275,9 @@ struct Binary<std::string> {
     /// 4 + the length.
     static size_t size(const std::string& value) { return 4 + value.size(); }
     /// The length, then the bytes.
-    static size_t write(Endian endian, char* out, const std::string& value) {
-        writeCount(endian, out, value.size());
-        if (!value.empty()) std::memcpy(out + 4, value.data(), value.size());
-        return 4 + value.size();
-    }
+    static size_t write(Endian endian, char* out, const std::string& value) { return writeText(endian, out, value); }
     /// Replaces value by the bytes the length announces.
-    static void read(Cursor& in, std::string& value) {
-        const std::uint32_t length = in.field<std::uint32_t>();
-        value.assign(in.take(length), length);
-    }
+    static void read(Cursor& in, std::string& value) { value.assign(in.text()); }
 };
 
 /// Whether T has the bounded record reader deserialize(endian, data, available, size).
@@ -293,18 +303,24 @@ struct Binary<T, std::void_t<decltype(std::declval<const T&>().serialize(no_swap
     static size_t size(const T& value) { return value.sizeofType(); }
     /// value.serialize(endian, out).
     static size_t write(Endian endian, char* out, const T& value) { return value.serialize(endian, out); }
-    /// T::deserialize at the cursor, bounded when the cursor is.
-    static void read(Cursor& in, T& value) {
+    /// T::deserialize at the cursor, bounded when the cursor is: the record as its
+    /// reader made it.
+    static T make(Cursor& in) {
         size_t used = 0;
         if (!in.bounded()) {
-            value = T::deserialize(in.endian(), in.take(0), used);
+            T value = T::deserialize(in.endian(), in.take(0), used);
+            in.take(used);
+            return value;
         } else if constexpr (HasBoundedDeserialize<T>::value) {
-            value = T::deserialize(in.endian(), in.take(0), in.remaining(), used);
+            T value = T::deserialize(in.endian(), in.take(0), in.remaining(), used);
+            in.take(used);
+            return value;
         } else {
             ZARVO_THROW("type '" << zarvo::Exception::typeName(typeid(T)) << "' has no bounded byte reader");
         }
-        in.take(used);
     }
+    /// Replaces value by make(in).
+    static void read(Cursor& in, T& value) { value = make(in); }
 };
 
 /// Vectors and lists: a 32-bit element count followed by the elements, each in its
@@ -469,12 +485,24 @@ auto readFrom(Cursor in, size_t& size, Read read) {
     return value;
 }
 
-/// The value of type T at the cursor.
+/// Whether T's codec makes a value of its own (records) rather than fill one in.
+template <class T, class = void>
+struct HasMake : std::false_type {};
+template <class T>
+struct HasMake<T, std::void_t<decltype(Binary<T>::make(std::declval<Cursor&>()))>> : std::true_type {};
+
+/// The value of type T at the cursor. A record comes back as its reader made it,
+/// never assigned into a default one: a record that can only be copied (a storage)
+/// would otherwise be copied whole.
 template <class T>
 T readValue(Cursor& in) {
-    T value{};
-    deserializeT(in, value);
-    return value;
+    if constexpr (HasMake<T>::value) {
+        return Binary<T>::make(in);
+    } else {
+        T value{};
+        deserializeT(in, value);
+        return value;
+    }
 }
 
 /// Reads one value from data, which must hold a complete one, and stores the
