@@ -27,7 +27,7 @@
 #include "tools/bytes/ValueJson.h"
 #include "zarvo/version.h"
 #ifdef ZARVO_INSPECT_HDF5
-#include "tools/bytes/Hdf5Inspect.h"
+#include "tools/bytes/Hdf5View.h"
 #endif
 
 namespace {

@@ -1,7 +1,7 @@
 // zarvo-inspect h5: looks into an HDF5 recording without writing code. Everything goes
 // through zarvo_hdf5's readers, so a damaged or foreign file ends in one line saying
 // what did not fit.
-#include "tools/bytes/Hdf5Inspect.h"
+#include "tools/bytes/Hdf5View.h"
 
 #include <iomanip>
 #include <iostream>
