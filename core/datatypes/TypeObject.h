@@ -5,8 +5,8 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <type_traits>
 #include <string_view>
+#include <type_traits>
 #include <typeindex>
 #include <typeinfo>
 #include <unordered_map>

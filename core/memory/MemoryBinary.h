@@ -10,8 +10,8 @@
 #include <cstring>
 #include <iterator>
 #include <limits>
-#include <ostream>
 #include <list>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <type_traits>
