@@ -145,31 +145,30 @@ void bindMarkedFloat(py::module_& module) {
         .def(py::self >= float());
 }
 
-void bindVersions(py::module_& module) {
-    auto version = recordClass<Version>(module, "Version", "major.minor.patch; 12-byte form.");
-    version.def(py::init<unsigned, unsigned, unsigned>(), "major"_a = 0, "minor"_a = 0, "patch"_a = 0)
-        .def_static("from_string", &Version::fromString, "text"_a, "Reads 'major.minor.patch'.")
+// What both version records have: reading from text, ordering, major, minor and patch.
+template <class V>
+py::class_<V> versionClass(py::module_& module, const char* name, const char* doc, const char* textDoc) {
+    auto version = recordClass<V>(module, name, doc);
+    version.def_static("from_string", &V::fromString, "text"_a, textDoc)
         .def(py::self < py::self)
         .def(py::self <= py::self)
         .def(py::self > py::self)
         .def(py::self >= py::self);
-    field(version, "major", &Version::getMajor, &Version::setMajor, "The major number.");
-    field(version, "minor", &Version::getMinor, &Version::setMinor, "The minor number.");
-    field(version, "patch", &Version::getPatch, &Version::setPatch, "The patch number.");
+    field(version, "major", &V::getMajor, &V::setMajor, "The major number.");
+    field(version, "minor", &V::getMinor, &V::setMinor, "The minor number.");
+    field(version, "patch", &V::getPatch, &V::setPatch, "The patch number.");
+    return version;
+}
 
-    auto extended = recordClass<VersionExtended>(module, "VersionExtended",
-                                                 "major.minor.patch.build; 16-byte form.");
-    extended
-        .def(py::init<unsigned, unsigned, unsigned, unsigned>(), "major"_a = 0, "minor"_a = 0, "patch"_a = 0,
-             "build_number"_a = 0)
-        .def_static("from_string", &VersionExtended::fromString, "text"_a, "Reads 'major.minor.patch.build'.")
-        .def(py::self < py::self)
-        .def(py::self <= py::self)
-        .def(py::self > py::self)
-        .def(py::self >= py::self);
-    field(extended, "major", &VersionExtended::getMajor, &VersionExtended::setMajor, "The major number.");
-    field(extended, "minor", &VersionExtended::getMinor, &VersionExtended::setMinor, "The minor number.");
-    field(extended, "patch", &VersionExtended::getPatch, &VersionExtended::setPatch, "The patch number.");
+void bindVersions(py::module_& module) {
+    auto version = versionClass<Version>(module, "Version", "major.minor.patch; 12-byte form.",
+                                         "Reads 'major.minor.patch'.");
+    version.def(py::init<unsigned, unsigned, unsigned>(), "major"_a = 0, "minor"_a = 0, "patch"_a = 0);
+
+    auto extended = versionClass<VersionExtended>(module, "VersionExtended", "major.minor.patch.build; 16-byte form.",
+                                                  "Reads 'major.minor.patch.build'.");
+    extended.def(py::init<unsigned, unsigned, unsigned, unsigned>(), "major"_a = 0, "minor"_a = 0, "patch"_a = 0,
+                 "build_number"_a = 0);
     field(extended, "build_number", &VersionExtended::getBuildNumber, &VersionExtended::setBuildNumber,
           "The build number.");
 }

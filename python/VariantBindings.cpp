@@ -119,48 +119,31 @@ struct Convert<cv::Mat> {
     static cv::Mat fromPython(py::handle object) { return matOf(object); }
 };
 
-// The geometry types as tuples of ints: (width, height), (x, y), (x, y, width, height).
-template <class T, size_t N>
+// The geometry types as tuples of their int fields, in the order of their byte form:
+// (width, height), (x, y), (x, y, width, height).
+template <class T, int T::*... fields>
 struct ConvertFields {
-    static std::array<int, N> fieldsOf(py::handle object) {
-        if (!py::isinstance<py::sequence>(object) || py::isinstance<py::str>(object) || py::len(object) != N)
+    static py::object toPython(const T& value) { return py::make_tuple(value.*fields...); }
+    static T fromPython(py::handle object) {
+        constexpr size_t count = sizeof...(fields);
+        if (!py::isinstance<py::sequence>(object) || py::isinstance<py::str>(object) || py::len(object) != count)
             raise(PyExc_TypeError, exp::getStringFromType(typeid(T)) + std::string(" needs a sequence of ") +
-                                       std::to_string(N) + " ints, not " + typeName(object));
-        std::array<int, N> fields{};
+                                       std::to_string(count) + " ints, not " + typeName(object));
         const auto items = py::reinterpret_borrow<py::sequence>(object);
-        for (size_t i = 0; i < N; ++i) fields[i] = Convert<int>::fromPython(items[i]);
-        return fields;
+        T value;
+        size_t i = 0;
+        ((value.*fields = Convert<int>::fromPython(items[i++])), ...);
+        return value;
     }
 };
 
 template <>
-struct Convert<cv::Size_<int>> : ConvertFields<cv::Size_<int>, 2> {
-    static py::object toPython(const cv::Size_<int>& value) { return py::make_tuple(value.width, value.height); }
-    static cv::Size_<int> fromPython(py::handle object) {
-        const auto fields = fieldsOf(object);
-        return {fields[0], fields[1]};
-    }
-};
-
+struct Convert<cv::Size_<int>> : ConvertFields<cv::Size_<int>, &cv::Size_<int>::width, &cv::Size_<int>::height> {};
 template <>
-struct Convert<cv::Point_<int>> : ConvertFields<cv::Point_<int>, 2> {
-    static py::object toPython(const cv::Point_<int>& value) { return py::make_tuple(value.x, value.y); }
-    static cv::Point_<int> fromPython(py::handle object) {
-        const auto fields = fieldsOf(object);
-        return {fields[0], fields[1]};
-    }
-};
-
+struct Convert<cv::Point_<int>> : ConvertFields<cv::Point_<int>, &cv::Point_<int>::x, &cv::Point_<int>::y> {};
 template <>
-struct Convert<cv::Rect_<int>> : ConvertFields<cv::Rect_<int>, 4> {
-    static py::object toPython(const cv::Rect_<int>& value) {
-        return py::make_tuple(value.x, value.y, value.width, value.height);
-    }
-    static cv::Rect_<int> fromPython(py::handle object) {
-        const auto fields = fieldsOf(object);
-        return {fields[0], fields[1], fields[2], fields[3]};
-    }
-};
+struct Convert<cv::Rect_<int>> : ConvertFields<cv::Rect_<int>, &cv::Rect_<int>::x, &cv::Rect_<int>::y,
+                                               &cv::Rect_<int>::width, &cv::Rect_<int>::height> {};
 
 // A group: a DataStorage object (copied by its copy rule) or a dict.
 template <>
