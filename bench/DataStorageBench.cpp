@@ -20,7 +20,7 @@
 using namespace zarvo::exp;
 
 // A caller that writes groups registers their holder, as the storage requires.
-ZARVO_REGISTER_METATYPE(DataStorage<std::string>, "storage");
+[[maybe_unused]] const TypeObject* const kStorageEntry = registerStorageType();
 
 namespace {
 

@@ -33,8 +33,6 @@ struct Celsius {
     bool operator==(const Celsius& other) const { return degrees == other.degrees; }
 };
 ZARVO_REGISTER_METATYPE(Celsius, "celsius");
-// Storages with groups travel as bytes once their holder type has a name.
-ZARVO_REGISTER_METATYPE(DataStorage<std::string>, "storage");
 
 namespace {
 
@@ -169,7 +167,9 @@ void handOn(const Frame& frame, const MeasArea& report) {
               << (area.getColdSpot() == report.getColdSpot() && area.getHotSpot() == report.getHotSpot())
               << ", area equal: " << (area == report) << " (the mean value is a new object)\n";
 
-    DataStorage<std::string> metadata(frame.getSharedDataCopy().releaseMetaData());
+    // Storages with groups travel as bytes once their holder type has a name.
+    registerStorageType();
+    const DataStorage<std::string>& metadata = frame.getMetaData();
     const std::vector<char> metaBytes = bytesOf(metadata, no_swap);
     const DataStorage<std::string> back = DataStorage<std::string>::deserialize(no_swap, metaBytes.data(), metaBytes.size(), used);
     std::cout << "metadata, " << used << " bytes:" << hex(metaBytes) << "\n  -> equal: " << (back == metadata)

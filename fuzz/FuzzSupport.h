@@ -19,12 +19,12 @@
 #include "core/datatypes/TypeObject.h"
 #include "core/datatypes/Variant.h"
 
+namespace zarvofuzz {
+
 // Nested groups read back only once the storage holder has a name. Every fuzz
 // program registers it, so a value read by name can be a storage too, and the seed
 // generator sees the same registry as the harnesses.
-ZARVO_REGISTER_METATYPE(zarvo::exp::DataStorage<std::string>, "storage");
-
-namespace zarvofuzz {
+[[maybe_unused]] inline const zarvo::exp::TypeObject* const kStorageEntry = zarvo::exp::registerStorageType();
 
 using zarvo::exp::Endian;
 
@@ -145,13 +145,13 @@ std::string recordBytes(Endian endian, const R& record) {
     return bytes;
 }
 
-/// The byte form of a value through Variant::serialize; a "void" value has none and
+/// The byte form of a value, written into the string; a "void" value has none and
 /// gives no bytes.
 inline std::string variantBytes(Endian endian, const std::shared_ptr<zarvo::exp::Variant>& value) {
     if (!value) return {};
-    size_t size = 0;
-    const std::shared_ptr<char> buffer = value->serialize(endian, size);
-    return std::string(buffer.get(), size);
+    std::string bytes(value->sizeofT_imp(), '\0');
+    bytes.resize(value->serialize_imp(endian, bytes.data()));
+    return bytes;
 }
 
 }  // namespace zarvofuzz

@@ -1,4 +1,5 @@
 #include "core/datatypes/DataStorage.h"
+#include "core/datatypes/VersionExtended.h"
 #include "tests/TestSupport.h"
 
 using namespace zarvo::exp;
@@ -23,6 +24,10 @@ TEST(DataStorage, KeyedOperationsAndCopies) {
     EXPECT_EQ(keys, "[][a][e]");
     EXPECT_TRUE(s.erase("a.b.c") && s.erase("a.b.d") && s.erase("a.q.z") && s.erase("nothing"));
     EXPECT_TRUE(s.size() == 3u && s.get("a.b")->value<Storage>().size() == 0u);  // emptied groups stay
+    const std::shared_ptr<Variant> groupA = s.get("a"), leafE = s.get("e.");
+    const Storage* nested = Storage::groupOf(std::as_const(*groupA));
+    EXPECT_TRUE(nested != nullptr && Storage::groupOf(*groupA) == nested && nested->get("b") == s.get("a.b"));
+    EXPECT_TRUE(Storage::groupOf(*leafE) == nullptr && Storage::groupOf(std::as_const(*one)) == nullptr);
     EXPECT_TRUE(s.erase("a") && s.get("a.b") == nullptr);
 
     s.insert("g.v", hold(1)), s.insert("p", hold(2.5));
@@ -83,4 +88,42 @@ TEST(DataStorage, ContainsEqualityAndByteForm) {
     EXPECT_TRUE(Variant_<Storage>::deserialize_imp(swap, swapped.data(), size)->equal_imp(holder) && size == 26u);
     s.insert("g.v", hold(1));  // a group needs the holder type registered
     EXPECT_EQ(messageOf([&] { hold(s)->sizeofT_imp(); }), "Unknown type id: " + kStorage);
+}
+
+// The holder's registration, each case in a fresh process (the registry is one per
+// process): what is registered before decides the result, and a second call changes
+// nothing and prints nothing.
+TEST(DataStorage, StorageRegistrationOnceWhateverCameBefore) {
+    const struct {
+        std::function<void()> before;
+        const char* name;  // the entry's name, nullptr for no entry
+        size_t added;      // names the first call adds
+    } cases[] = {{[] {}, "storage", 1},
+                 {[] { TypeObject::create<Storage>("group"); }, "group", 0},
+                 {[] { TypeObject::create<VersionExtended>("storage"); }, nullptr, 0}};
+    for (const auto& [before, name, added] : cases) {
+        const auto child = [&, name = name, added = added] {
+            before();
+            const size_t registered = TypeObject::typeStrings().size();
+            testing::internal::CaptureStdout();
+            const TypeObject* first = registerStorageType();
+            const TypeObject* second = registerStorageType();
+            const bool quiet = testing::internal::GetCapturedStdout().empty();
+            const bool entry = first == TypeObject::findP(typeid(Storage)) &&
+                               (name == nullptr ? first == nullptr : first->getTypeString() == std::string(name));
+            return entry && second == first && quiet && TypeObject::typeStrings().size() == registered + added;
+        };
+        EXPECT_EXIT(std::exit(child() ? 0 : 1), testing::ExitedWithCode(0), "") << (name ? name : "(name taken)");
+    }
+    // A group now has a byte form, and reads back by the name.
+    EXPECT_EXIT(
+        {
+            registerStorageType();
+            Storage s;
+            s.insert("g.v", hold(1));
+            size_t size = 0;
+            const std::string bytes = bytesOf(*hold(s), swap);
+            std::exit(Storage::deserialize(swap, bytes.data(), bytes.size(), size) == s ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
 }

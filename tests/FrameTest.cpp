@@ -55,6 +55,7 @@ TEST(Frame, SharingCopyingMetadataAndEmptiness) {
     frame = std::move(self);  // neither self-assignment changes anything
     std::shared_ptr<Variant> found;
     EXPECT_TRUE(sharePixels(frame.getFrameData(), pixels) && frame.getMetaDate("a.b", found) && found == leaf);
+    EXPECT_TRUE(std::as_const(frame).getMetaData().get("a.b") == leaf && frame.getMetaData().size() == 1u);
     frame.setFrameData(cv::Mat(4, 4, CV_8UC1, cv::Scalar(200)));
     EXPECT_EQ(pixels.at<unsigned char>(3, 3), 200);  // same size and type: written in place
     frame.setFrameData(cv::Mat(5, 4, CV_8UC1, cv::Scalar(100)));

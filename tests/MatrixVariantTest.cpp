@@ -84,3 +84,64 @@ TEST(MatrixVariant, GeometryNoSwapRuleAndTextRefusals) {
     EXPECT_EQ(image->getTypeString(), "cvmat");
     EXPECT_EQ(bytesOf(*hold(std::vector<cv::Mat>{cv::Mat(2, 2, CV_8U), cv::Mat()}), no_swap).size(), 4u + 28 + 16);
 }
+
+// The header and the pixel block apart, as a transport sends them: the header read alone
+// tells how to wrap the pixels, and the two pieces together are the whole form.
+TEST(MatrixVariant, HeaderAndPixelsApart) {
+    using MatBinary = Memory::Binary<cv::Mat>;
+    cv::Mat image(4, 5, CV_8UC1);
+    for (int i = 0; i < 20; ++i) image.data[i] = static_cast<uchar>(10 + i);
+    const int sizes[] = {2, 3, 4};
+    const struct {
+        cv::Mat matrix;
+        std::string header;
+    } cases[] = {
+        {cv::Mat(), hex("00 00 00 00 00 00 00 00 01 00 00 00 01 00 00 00")},
+        {image(cv::Rect(1, 1, 3, 2)), hex("02 00 00 00 02 00 00 00 03 00 00 00 00 00 00 00 01 00 00 00 01 00 00 00")},
+        {cv::Mat(3, sizes, CV_16UC3, cv::Scalar(1, 2, 3)),
+         hex("03 00 00 00 02 00 00 00 03 00 00 00 04 00 00 00 02 00 00 00 03 00 00 00 02 00 00 00")},
+        {cv::Mat(0, 5, CV_32FC2), hex("02 00 00 00 00 00 00 00 05 00 00 00 05 00 00 00 02 00 00 00 04 00 00 00")},
+    };
+    for (const auto& [matrix, header] : cases) {
+        std::string written(MatBinary::headerSize(matrix) + 4, '\x5A');
+        EXPECT_EQ(MatBinary::writeHeader(written.data(), matrix), header.size());
+        EXPECT_EQ(written, header + "\x5A\x5A\x5A\x5A");
+        const std::string whole = bytesOf(*hold(matrix), no_swap);
+        EXPECT_EQ(whole.size(), header.size() + MatBinary::pixelSize(matrix));
+        EXPECT_EQ(whole.substr(0, header.size()), header);
+
+        Memory::Cursor in(no_swap, header.data(), header.size());  // no pixels behind it
+        const MatBinary::Header read = MatBinary::readHeader(in);
+        EXPECT_TRUE(in.consumed() == header.size() && read.dims == matrix.dims && read.type == matrix.type() &&
+                    read.pixelBytes == MatBinary::pixelSize(matrix));
+        const cv::Mat wrapped = read.wrap(const_cast<char*>(whole.data()) + header.size(), read.pixelBytes);
+        EXPECT_TRUE(sameContent(wrapped, matrix));
+        // Over the buffer, not a copy of it.
+        EXPECT_TRUE(wrapped.empty() || wrapped.data == reinterpret_cast<const uchar*>(whole.data() + header.size()));
+    }
+
+    const std::string header = cases[1].header;
+    const std::pair<std::function<void()>, std::string> refusals[] = {
+        {[&] {
+             Memory::Cursor in(no_swap, header.data(), header.size() - 2);
+             MatBinary::readHeader(in);
+         },
+         "Input ends before the value does: 4 more bytes needed at offset 20, 2 left"},
+        {[&] {
+             const std::string hostile = hex("21 00 00 00");
+             Memory::Cursor in(no_swap, hostile.data(), hostile.size());
+             MatBinary::readHeader(in);
+         },
+         "Matrix header holds 33 dimensions, at most 32"},
+        {[&] {
+             Memory::Cursor in(swap, header.data(), header.size());
+             MatBinary::readHeader(in);
+         },
+         "Mat only serializable for no_swap endianes"},
+        {[&] {
+             Memory::Cursor in(no_swap, header.data(), header.size());
+             MatBinary::readHeader(in).wrap(image.data, 5);
+         },
+         "Pixel block holds 5 bytes, the matrix header announces 6"}};
+    for (const auto& [refused, message] : refusals) EXPECT_EQ(messageOf(refused), message);
+}

@@ -1,6 +1,7 @@
 #include "core/datatypes/DataStorage.h"
 
 #include <cstdint>
+#include <mutex>
 #include <typeinfo>
 
 #include "core/datatypes/GroupDiscriminator.h"
@@ -62,6 +63,11 @@ Storage& Storage::operator=(const DataStorage& other) {
 
 Storage* Storage::groupOf(Variant& value) {
     return value.getTypeInfo() == typeid(DataStorage) ? static_cast<DataStorage*>(value.address_imp()) : nullptr;
+}
+
+const Storage* Storage::groupOf(const Variant& value) {
+    return value.getTypeInfo() == typeid(DataStorage) ? static_cast<const DataStorage*>(value.constAddress_imp())
+                                                      : nullptr;
 }
 
 std::shared_ptr<Variant> Storage::get(const std::string& key) const {
@@ -202,5 +208,14 @@ size_t Storage::serialize(Endian endian, char* data) const {
 }
 
 template class Variant_<Storage>;
+
+const TypeObject* registerStorageType() {
+    // Callers on several threads register once between them.
+    static std::mutex registering;
+    const std::lock_guard<std::mutex> lock(registering);
+    if (const TypeObject* entry = TypeObject::findP(typeid(Storage))) return entry;
+    if (TypeObject::findP("storage") != nullptr) return nullptr;
+    return TypeObject::create<Storage>("storage");
+}
 
 }  // namespace zarvo::exp

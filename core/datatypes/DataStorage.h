@@ -106,6 +106,12 @@ public:
     /// Past the last entry of this level.
     const_iterator end() const { return m_pItems->end(); }
 
+    /// The storage that value holds when it is a group (a
+    /// Variant_<DataStorage<std::string>>), or nullptr for any other value.
+    static DataStorage* groupOf(Variant& value);
+    /// The same, read only.
+    static const DataStorage* groupOf(const Variant& value);
+
     /// Same keys with equal values at every level, whatever the order of insertion.
     /// Throws for a value that has no equality.
     bool operator==(const DataStorage& other) const;
@@ -133,8 +139,6 @@ public:
     /// @}
 
 private:
-    // The nested storage held by value, or nullptr if value is no group.
-    static ZARVO_NO_EXPORT DataStorage* groupOf(Variant& value);
     // Reads the entries at the cursor: the one reader behind both deserialize forms.
     static ZARVO_NO_EXPORT DataStorage read(Memory::Cursor& in);
 
@@ -142,5 +146,14 @@ private:
 };
 
 extern template class ZARVO_EXPORT Variant_<DataStorage<std::string>>;
+
+class TypeObject;
+
+/// Registers DataStorage<std::string> under the name "storage", which gives a storage
+/// with groups its byte form, unless that type or that name is registered already;
+/// returns the type's registry entry, or nullptr if "storage" names another type.
+/// Idempotent, also after a ZARVO_REGISTER_METATYPE of the type; like every
+/// registration, call it before values are read or written on other threads.
+ZARVO_EXPORT const TypeObject* registerStorageType();
 
 }  // namespace zarvo::exp

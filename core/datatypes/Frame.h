@@ -64,6 +64,10 @@ public:
     bool isMetaDateAvailable(const std::string& key) const;
     /// Removes the entry (or group) at key; true whenever it returns.
     bool removeMetaDate(const std::string& key);
+    /// The frame's own metadata, not a copy.
+    DataStorage<std::string>& getMetaData() { return m_metaData; }
+    /// The frame's own metadata, not a copy.
+    const DataStorage<std::string>& getMetaData() const { return m_metaData; }
     /// The top-level keys in key order: a dotted key shows as its first component, once.
     std::vector<std::string> getMetaDataKeys() const;
     /// @}

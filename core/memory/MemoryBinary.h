@@ -439,19 +439,48 @@ struct Binary<cv::Rect_<int>> : GeometryBinary<cv::Rect_<int>, &cv::Rect_<int>::
 /// content to the region. A matrix read back has a continuous buffer of its own.
 /// The reader checks the header before it allocates: at most 32 dimensions, no
 /// negative size, depth 0 to 7, 1 to 512 channels, a byte size that fits.
+///
+/// The header and the pixel block can also travel apart: writeHeader() and
+/// readHeader() handle the header alone, so that the pixels go out of, or come into,
+/// a buffer of their own (a message part, a numpy array) without being copied.
 template <>
 struct ZARVO_EXPORT Binary<cv::Mat> {
     static constexpr bool available = true;   ///< Matrices have one.
     static constexpr bool swappable = false;  ///< Host order only.
     static constexpr size_t minSize = 16;     ///< The header of a matrix without dimensions.
+    static constexpr int maxDims = 32;        ///< OpenCV's limit on the number of dimensions.
     /// The refusal of swap.
     static constexpr const char* noSwapMessage = "Mat only serializable for no_swap endianes";
+
+    /// What a header says: all it takes to make a matrix, or to wrap one around
+    /// pixels that arrive apart from the header.
+    struct ZARVO_EXPORT Header {
+        int dims = 0;             ///< The number of dimensions, 0 to maxDims.
+        int sizes[maxDims] = {};  ///< size[0] to size[dims - 1], none negative.
+        int type = 0;             ///< The OpenCV type: depth and channels.
+        size_t pixelBytes = 0;    ///< The bytes of the pixel block behind the header.
+
+        /// A matrix of this shape over pixels, which it neither copies nor owns; throws
+        /// unless size is pixelBytes. An empty matrix when dims is 0.
+        cv::Mat wrap(void* pixels, size_t size) const;
+    };
+
     /// 16 + 4 per dimension + the pixel bytes.
     static size_t size(const cv::Mat& value);
     /// The header, then the pixels in one block.
     static size_t write(Endian endian, char* out, const cv::Mat& value);
     /// Replaces value by a new matrix, after checking the header.
     static void read(Cursor& in, cv::Mat& value);
+
+    /// The header's bytes: 16 + 4 per dimension.
+    static size_t headerSize(const cv::Mat& value);
+    /// The pixel block's bytes: elements times the bytes of one element; 0 without dimensions.
+    static size_t pixelSize(const cv::Mat& value);
+    /// Writes the header (host order, the only one) at out; returns headerSize(value).
+    static size_t writeHeader(char* out, const cv::Mat& value);
+    /// Reads and checks a header at the cursor, leaving it at the first pixel byte;
+    /// the pixels themselves need not be there. Refuses a cursor in swap.
+    static Header readHeader(Cursor& in);
 };
 
 /// Whether T's codec refuses swap with a message of its own.

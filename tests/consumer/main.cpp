@@ -101,6 +101,17 @@ int main() {
     check(shared.getFrameData().data == frame.getFrameData().data && shared.getMetaDate("gain", gain) &&
               gain->toDouble() == 1.5 && frame.getMetaDataKeys().size() == 2,
           "Frame shares pixels, copies metadata");
+    check(registerStorageType() != nullptr && DataStorage<std::string>::groupOf(*shared.getMetaData().get("probe")),
+          "storage holder registered, group found");
+
+    // A matrix header apart from its pixels, which are wrapped where they lie.
+    using MatBinary = Memory::Binary<cv::Mat>;
+    const cv::Mat& pixels = frame.getFrameData();
+    std::string header(MatBinary::headerSize(pixels), '\0');
+    MatBinary::writeHeader(header.data(), pixels);
+    Memory::Cursor in(no_swap, header.data(), header.size());
+    check(MatBinary::readHeader(in).wrap(pixels.data, MatBinary::pixelSize(pixels)).data == pixels.data,
+          "matrix header read apart, pixels wrapped");
 
     // Curated data: a value generated from another and invalidated with it.
     CuratorStorage curators(2);

@@ -80,3 +80,10 @@ TEST(StorageRoundTrip, KeysInAnyOrderReadAlikeAndRepeatsAreFoundAnywhere) {
                   "Storage key appears twice: " + key);
     }
 }
+
+TEST(StorageRoundTrip, RegistrationAfterTheProgramsOwnIsHarmless) {
+    const TypeObject* entry = TypeObject::findP("storage");
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(registerStorageType() == entry && registerStorageType() == entry && entry != nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");  // no warning of a repeated registration
+}

@@ -20,13 +20,13 @@
 
 using Storage = zarvo::exp::DataStorage<std::string>;
 
-// Stored metadata holds groups; they read back only under a registered name.
-ZARVO_REGISTER_METATYPE(Storage, "storage");
-
 namespace inspect {
 namespace {
 
 using namespace zarvo::exp;
+
+// Stored metadata holds groups; they read back only under a registered name.
+[[maybe_unused]] const TypeObject* const kStorageEntry = registerStorageType();
 
 // The held value, once its type is known to be T.
 template <class T>
@@ -78,7 +78,7 @@ Shown textFor(const std::shared_ptr<Variant>& value) {
         return {matrixLine(matrix), channelLines(matrix), {}};
     }
     if (type == typeid(std::vector<cv::Mat>)) return matrices(held<std::vector<cv::Mat>>(*value));
-    if (type == typeid(Storage)) return storageTree(held<Storage>(*value));
+    if (const Storage* group = Storage::groupOf(*value)) return storageTree(*group);
     if (type == typeid(cv::Size)) {
         const auto& size = held<cv::Size>(*value);
         return {std::to_string(size.width) + "x" + std::to_string(size.height), {}, {}};
@@ -92,10 +92,11 @@ Shown textFor(const std::shared_ptr<Variant>& value) {
     return textOf(value->toString());
 }
 
+// Written straight into the vector: the size is known before anything is written.
 std::vector<char> bytesOf(const Variant& value, Endian endian) {
-    size_t size = 0;
-    const auto bytes = value.serialize(endian, size);
-    return std::vector<char>(bytes.get(), bytes.get() + size);
+    std::vector<char> bytes(value.sizeofT_imp());
+    bytes.resize(value.serialize_imp(endian, bytes.data()));
+    return bytes;
 }
 
 // The records, read and written through their own members.

@@ -17,7 +17,7 @@ using namespace zarvo::exp;
 using namespace testsupport;
 using Storage = DataStorage<std::string>;
 
-ZARVO_REGISTER_METATYPE(Storage, "storage");
+[[maybe_unused]] const TypeObject* const kStorageEntry = registerStorageType();
 
 namespace {
 

@@ -24,8 +24,8 @@ const char* const kH5Usage =
 
 void printStorage(const DataStorage<std::string>& storage, const std::string& prefix) {
     for (const auto& [key, value] : storage) {
-        if (value->getTypeInfo() == typeid(DataStorage<std::string>))
-            printStorage(*static_cast<const DataStorage<std::string>*>(value->constAddress_imp()), prefix + key + ".");
+        if (const auto* group = DataStorage<std::string>::groupOf(*value))
+            printStorage(*group, prefix + key + ".");
         else
             std::cout << prefix << key << " (" << value->getTypeString() << "): " << value->toString() << "\n";
     }

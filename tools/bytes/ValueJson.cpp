@@ -220,7 +220,7 @@ std::string valueJson(const std::shared_ptr<Variant>& value) {
     if (type == typeid(T)) return jsonOf(held<std::remove_const_t<T>>(*value));
     ZARVO_BUILTIN_VALUE_TYPES(ZARVO_INSPECT_JSON)
 #undef ZARVO_INSPECT_JSON
-    if (type == typeid(Storage)) return jsonOf(held<Storage>(*value));
+    if (const Storage* group = Storage::groupOf(*value)) return jsonOf(*group);
     return jsonString(value->toString());
 }
 
