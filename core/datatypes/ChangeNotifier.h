@@ -48,7 +48,9 @@ public:
     explicit ChangeNotifier(unsigned int idCount);
     /// Forgets all subscriptions; their handles then do nothing.
     ~ChangeNotifier();
+    /// Not copyable: handles and curators refer to this one.
     ChangeNotifier(const ChangeNotifier&) = delete;
+    /// Not assignable, for the same reason.
     ChangeNotifier& operator=(const ChangeNotifier&) = delete;
 
     /// Calls callback with every notice of id (below idCount) until the handle ends.
@@ -66,7 +68,9 @@ public:
         explicit Operation(ChangeNotifier* notifier) noexcept : m_pNotifier(notifier) {
             if (m_pNotifier != nullptr) ++m_pNotifier->m_depth;
         }
+        /// Not copyable: one bracket, one close.
         Operation(const Operation&) = delete;
+        /// Not assignable, for the same reason.
         Operation& operator=(const Operation&) = delete;
         /// Ends a failed operation: delivers what was noted, keeping the callbacks' exceptions in.
         ~Operation() {

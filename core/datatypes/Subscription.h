@@ -21,7 +21,9 @@ public:
     Subscription(Subscription&& other) noexcept;
     /// Ends the own subscription, then takes over other's.
     Subscription& operator=(Subscription&& other) noexcept;
+    /// Not copyable: one handle per subscription.
     Subscription(const Subscription&) = delete;
+    /// Not assignable by copy, for the same reason.
     Subscription& operator=(const Subscription&) = delete;
     /// Ends the subscription.
     ~Subscription();
