@@ -161,7 +161,7 @@ void bindCurators(py::module_& module) {
             "validator(value) admits (True) or refuses a Variant given to set; a refusal empties the curator.")
         .def(
             "set",
-            [](Curated& curated, unsigned int id, py::handle value) {
+            [](Curated& curated, unsigned int id, const py::object& value) {
                 const std::shared_ptr<Variant> held = valueFor(curated, id, value);
                 inTurn(curated.turn, [&] { curated.storage.set(id, held); });
             },
