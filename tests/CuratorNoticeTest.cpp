@@ -64,7 +64,7 @@ TEST(CuratorNotice, OncePerCuratorInFirstReachedOrderAfterTheOperation) {
     for (const auto& [depends, operation, thrown, notices] : cases) {
         Storage storage(depends);
         const Subscription all = storage.logAll();
-        EXPECT_EQ(messageOf([&] { operation(storage.storage); }), thrown);
+        EXPECT_EQ(messageOf([&, &run = operation] { run(storage.storage); }), thrown);
         EXPECT_EQ(storage.log, notices);
     }
 
