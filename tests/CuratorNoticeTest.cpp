@@ -166,14 +166,15 @@ TEST(CuratorNotice, SubscriptionsOutliveTheirStorageAndMove) {
     int heard = 0;
     Subscription first = storage->storage.subscribe(0, [&](unsigned int, Change) { ++heard; });
     Subscription second = storage->storage.subscribeAll([&](unsigned int, Change) { heard += 10; });
+    Subscription slot = storage->storage.find(0)->subscribe([&](unsigned int, Change) { heard += 100; });
     Subscription moved(std::move(first));
     storage->storage.set(0, hold(1));
     second = std::move(moved);  // ends the subscription second held
     storage->storage.set(0, hold(1));
-    EXPECT_TRUE(heard == 12 && !first && second);
+    EXPECT_TRUE(heard == 212 && !first && second);
     auto curator = std::make_unique<Curator_<int>>();
     Subscription own = curator->subscribe([](unsigned int, Change) {});
     storage.reset(), curator.reset();
-    EXPECT_TRUE(!second && !own);
+    EXPECT_TRUE(!second && !own && !slot);
     second.reset(), own.reset();  // nothing left to unsubscribe from
 }
