@@ -1,6 +1,7 @@
 // A thermal camera's data, end to end:
 //   1. the camera introduces itself: identity records and a descriptor tree of what it publishes;
-//   2. its calibration is a curated chain, computed on first use, invalidated, computed again;
+//   2. its calibration is a curated chain, computed on first use, invalidated, computed again,
+//      with a viewer that is told when the corrected image goes stale;
 //   3. it takes a frame: pixels, nested metadata, and a measurement area read from device bytes;
 //   4. the frame's metadata and the area are handed on as bytes and read back with the bounded readers.
 #include <cstdio>
@@ -110,6 +111,13 @@ cv::Mat calibrate(CuratorStorage& calibration, int& loads, int& computations) {
     };
     show("first use");
     show("second use, cached");
+    // A viewer of the corrected image is told when it goes stale, after the walk is
+    // over, and fetches the new one at once; the handle unsubscribes when it goes.
+    const Subscription viewer = calibration.subscribe(2, [&](unsigned int id, Curator::Change change) {
+        if (change != Curator::Change::Invalidated) return;
+        std::cout << "viewer: curator " << id << " is stale, shows the new correction "
+                  << calibration.get(id)->value<cv::Mat>().at<float>(0, 0) << "\n";
+    });
     calibration.setSourceFile(0, "gain-v2.bin");
     calibration.find(0)->invalidate();  // the correction depends on the gain table: dropped too
     show("after a new gain file");

@@ -22,6 +22,8 @@ void bindStorage(py::module_& module);
 void bindFrame(py::module_& module);
 /// MarkedFloat and the records with their byte and text forms.
 void bindRecords(py::module_& module);
+/// CuratorStorage with Python generators and validators, Change and Subscription.
+void bindCurators(py::module_& module);
 
 /// The held value as the natural Python object (see Variant.value); a type without
 /// one raises TypeError.

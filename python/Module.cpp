@@ -63,4 +63,5 @@ PYBIND11_MODULE(zarvo_datatypes, module) {
     bindStorage(module);
     bindFrame(module);
     bindRecords(module);
+    bindCurators(module);
 }

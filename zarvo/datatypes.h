@@ -4,6 +4,7 @@
 
 #include "core/datatypes/ArrayDeleter.h"
 #include "core/datatypes/CalibrationInfo.h"
+#include "core/datatypes/ChangeNotifier.h"
 #include "core/datatypes/Curator.h"
 #include "core/datatypes/CuratorStorage.h"
 #include "core/datatypes/DataDescriptor.h"
@@ -20,6 +21,7 @@
 #include "core/datatypes/ParameterDescriptorBool.h"
 #include "core/datatypes/ParameterDescriptorScalar.h"
 #include "core/datatypes/ProbeValue.h"
+#include "core/datatypes/Subscription.h"
 #include "core/datatypes/TypeObject.h"
 #include "core/datatypes/Variant.h"
 #include "core/datatypes/Version.h"

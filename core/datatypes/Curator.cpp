@@ -22,6 +22,9 @@ bool Curator::available() {
 }
 
 const std::shared_ptr<Variant>& Curator::get(const Generator& generator) {
+    // A generator that sets other curators has their notices delivered once this
+    // value is cached, so that a callback reading it finds it.
+    ChangeNotifier::Operation operation(m_notices.notifier.get());
     std::shared_ptr<Variant> generated = generator();
     if (!generated) ZARVO_THROW("Could not generate/load any data! Maybe file name not correct?");
     if (generated->getTypeInfo() == getTypeInfo()) {
@@ -34,6 +37,7 @@ const std::shared_ptr<Variant>& Curator::get(const Generator& generator) {
         // Trusted like any generated value: an empty result leaves the curator Pending.
         m_pData = m_converter(generated, getTypeInfo());
     }
+    operation.close();
     return m_pData;
 }
 
@@ -47,20 +51,23 @@ std::shared_ptr<Variant> Curator::getConverted(const std::type_info& type) {
 
 void Curator::set(const std::shared_ptr<Variant>& value) {
     if (!value) ZARVO_THROW("Data can not be set to an empty pointer - use invalidate to clear data!");
+    ChangeNotifier::Operation operation(m_notices.notifier.get());
     if (getTypeInfo() == value->getTypeInfo()) {
         setImpl(value);
-        return;
+    } else {
+        if (!m_converter)
+            ZARVO_THROW("Datatype of new data does not match and no conversion is available! \ncurator type:"
+                        << zarvo::Exception::typeName(getTypeInfo())
+                        << " variable type: " << zarvo::Exception::typeName(value->getTypeInfo()));
+        const std::shared_ptr<Variant> converted = m_converter(value, getTypeInfo());
+        if (!converted)
+            ZARVO_THROW("Conversion of new data gave no value! curator type: "
+                        << zarvo::Exception::typeName(getTypeInfo())
+                        << " variable type: " << zarvo::Exception::typeName(value->getTypeInfo()));
+        setImpl(converted);
     }
-    if (!m_converter)
-        ZARVO_THROW("Datatype of new data does not match and no conversion is available! \ncurator type:"
-                    << zarvo::Exception::typeName(getTypeInfo())
-                    << " variable type: " << zarvo::Exception::typeName(value->getTypeInfo()));
-    const std::shared_ptr<Variant> converted = m_converter(value, getTypeInfo());
-    if (!converted)
-        ZARVO_THROW("Conversion of new data gave no value! curator type: "
-                    << zarvo::Exception::typeName(getTypeInfo())
-                    << " variable type: " << zarvo::Exception::typeName(value->getTypeInfo()));
-    setImpl(converted);
+    // The value and every dependent are settled: now the subscribers hear of them.
+    operation.close();
 }
 
 void Curator::setImpl(const std::shared_ptr<Variant>& value) {
@@ -68,16 +75,24 @@ void Curator::setImpl(const std::shared_ptr<Variant>& value) {
     if (m_validator && !m_validator(value)) {
         // The old value must not outlive a refused successor, and whoever depends
         // on it learns that before the caller sees the refusal.
+        notice(Change::Refused);
         invalidate();
         ZARVO_THROW("New value is not valid!");
     }
+    // The curator is noticed before the dependents that onNewValue reaches, but only
+    // once its value is in place; if the walk fails, the old value stays unannounced.
+    if (m_notices.notifier) m_notices.notifier->reserve(m_notices.id);
     onNewValue(value);
     m_pData = value;
+    notice(Change::Set);
 }
 
 void Curator::invalidate() {
+    ChangeNotifier::Operation operation(m_notices.notifier.get());
     m_pData.reset();
+    notice(Change::Invalidated);
     invalidateDepends();
+    operation.close();
 }
 
 void Curator::invalidateDepends() const {
@@ -94,5 +109,10 @@ void Curator::setValidator(const Validator& validator) { m_validator = validator
 void Curator::setConverter(const Converter& converter) { m_converter = converter; }
 
 void Curator::setDepends(const std::vector<unsigned int>& depends) { m_depends = depends; }
+
+Subscription Curator::subscribe(Callback callback) {
+    if (!m_notices.notifier) m_notices.notifier = std::make_shared<ChangeNotifier>(1);
+    return m_notices.notifier->subscribe(m_notices.id, std::move(callback));
+}
 
 }  // namespace zarvo::exp

@@ -7,9 +7,12 @@
 #include <utility>
 #include <vector>
 
+#include "core/datatypes/ChangeNotifier.h"
 #include "core/datatypes/Variant.h"
 
 namespace zarvo::exp {
+
+class CuratorStorage;
 
 /// One datum with a life of its own: a cached value that a generator produces on
 /// demand, a validator admits when it is set, a converter brings into the curator's
@@ -22,6 +25,11 @@ namespace zarvo::exp {
 ///
 /// getConverted() on a curator that ends up without a value, and set() through a
 /// converter that gives an empty pointer, throw and leave the curator as it was.
+///
+/// Subscribers hear of every admitted set() (Set), dropped value (Invalidated) and
+/// refused set() (Refused) once the operation is over (see ChangeNotifier). A
+/// curator in a storage shares the storage's notices under its id; subscriptions
+/// belong to the curator they were made on, and a copy starts without any.
 class ZARVO_EXPORT Curator {
 public:
     /// Makes the value on demand.
@@ -32,14 +40,19 @@ public:
     using Converter = std::function<std::shared_ptr<Variant>(const std::shared_ptr<Variant>&, const std::type_info&)>;
     /// Invalidates the curators of the given ids.
     using DependsInvalidator = std::function<void(const std::vector<unsigned int>&)>;
+    /// What happened to the value: Set, Invalidated or Refused.
+    using Change = ChangeNotifier::Change;
+    /// Receives the curator's id (0 for one without storage) and what happened.
+    using Callback = ChangeNotifier::Callback;
 
     /// No value, no functions, no dependents.
     Curator();
-    /// Copies every field: the cached Variant is shared, the invalidator kept.
+    /// Copies every field: the cached Variant is shared, the invalidator kept; the
+    /// subscriptions are not copied.
     Curator(const Curator& other);
     /// Drops the value without invalidating anything.
     virtual ~Curator();
-    /// Copies every field, in field order.
+    /// Copies every field, in field order; the subscriptions stay those of this curator.
     Curator& operator=(const Curator& other);
 
     /// The curator's value type; const on it does not count.
@@ -72,6 +85,8 @@ public:
     const std::vector<unsigned int>& getDepends() const { return m_depends; }
     /// The file behind the generator, or "".
     const std::string& getSourceFileName() const { return m_sourceFileName; }
+    /// Calls callback with each change of this curator until the handle ends.
+    Subscription subscribe(Callback callback);
 
 protected:
     /// For concrete curators that serve a storage: its invalidator and a first list.
@@ -84,6 +99,12 @@ protected:
     void invalidateDepends() const;
 
 private:
+    friend class CuratorStorage;
+    // Notes change for this curator's subscribers, if anyone listens.
+    void notice(Change change) {
+        if (m_notices.notifier) m_notices.notifier->note(m_notices.id, change);
+    }
+
     // The generating part of get(), out of line so that callers inline only the test
     // of the cache; an overload of get so that its failures name get.
     const std::shared_ptr<Variant>& get(const Generator& generator);
@@ -97,6 +118,17 @@ private:
     DependsInvalidator m_dependsInvalidator;
     std::string m_sourceFileName;
     std::vector<unsigned int> m_depends;
+    // Where the changes go: the storage's notifier under the slot id, or one made for
+    // this curator on its first subscribe. Subscriptions belong to one curator, so
+    // copying a curator copies everything but this.
+    struct Notices {
+        std::shared_ptr<ChangeNotifier> notifier;
+        unsigned int id = 0;
+        Notices() = default;
+        Notices(const Notices&) {}
+        Notices& operator=(const Notices&) { return *this; }
+    };
+    Notices m_notices;
 };
 
 /// The curator of values of type T. Every admitted set() invalidates the dependents,

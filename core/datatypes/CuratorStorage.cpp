@@ -21,7 +21,9 @@ OnExit(F) -> OnExit<F>;
 }  // namespace
 
 CuratorStorage::CuratorStorage(unsigned int curatorCount, FileLoader fileLoader)
-    : m_fileLoader(std::move(fileLoader)), m_onPath(curatorCount, false) {
+    : m_fileLoader(std::move(fileLoader)),
+      m_notifier(std::make_shared<ChangeNotifier>(curatorCount)),
+      m_onPath(curatorCount, false) {
     initMember();
     m_curators.resize(curatorCount);
 }
@@ -42,6 +44,15 @@ void CuratorStorage::removeCurator(unsigned int id) {
     if (id >= m_curators.size()) ZARVO_THROW("ID: " << id << "does not exits!");
     // The slot is empty before the curator goes, whatever its destructor does.
     const std::unique_ptr<Curator> removed = std::move(m_curators[id]);
+}
+
+Subscription CuratorStorage::subscribe(unsigned int id, Curator::Callback callback) {
+    find(id);
+    return m_notifier->subscribe(id, std::move(callback));
+}
+
+Subscription CuratorStorage::subscribeAll(Curator::Callback callback) {
+    return m_notifier->subscribeAll(std::move(callback));
 }
 
 void CuratorStorage::getDependMap(std::map<unsigned int, std::vector<unsigned int>>& dependMap) const {
@@ -99,29 +110,35 @@ void CuratorStorage::invalidateDepends(const std::vector<unsigned int>& ids) {
     for (auto id = ids.rbegin(); id != ids.rend(); ++id) m_walk.push_back({*id, false});
     if (m_pWalkRoot != nullptr) return;
 
-    // The walk starts from the list of the curator whose invalidate() began it; that
-    // curator is on the path as its list, all others by their marks.
-    m_pWalkRoot = &ids;
-    OnExit endWalk{[this] {
-        for (const WalkStep& step : m_walk)
-            if (step.leaving) m_onPath[step.id] = false;
-        m_walk.clear();
-        m_pWalkRoot = nullptr;
-    }};
-    while (!m_walk.empty()) {
-        const WalkStep step = m_walk.back();
-        m_walk.pop_back();
-        if (step.leaving) {
-            m_onPath[step.id] = false;
-            continue;
+    // The curators note their changes as the walk reaches them; the notices go out
+    // after the walk (normally later still, when the operation that began it ends).
+    ChangeNotifier::Operation operation(m_notifier.get());
+    {
+        // The walk starts from the list of the curator whose invalidate() began it; that
+        // curator is on the path as its list, all others by their marks.
+        m_pWalkRoot = &ids;
+        OnExit endWalk{[this] {
+            for (const WalkStep& step : m_walk)
+                if (step.leaving) m_onPath[step.id] = false;
+            m_walk.clear();
+            m_pWalkRoot = nullptr;
+        }};
+        while (!m_walk.empty()) {
+            const WalkStep step = m_walk.back();
+            m_walk.pop_back();
+            if (step.leaving) {
+                m_onPath[step.id] = false;
+                continue;
+            }
+            Curator& curator = *find(step.id);
+            if (m_onPath[step.id] || &curator.getDepends() == m_pWalkRoot)
+                ZARVO_THROW("Cyclic curator dependency! ID = " << step.id);
+            m_onPath[step.id] = true;
+            m_walk.push_back({step.id, true});
+            curator.invalidate();
         }
-        Curator& curator = *find(step.id);
-        if (m_onPath[step.id] || &curator.getDepends() == m_pWalkRoot)
-            ZARVO_THROW("Cyclic curator dependency! ID = " << step.id);
-        m_onPath[step.id] = true;
-        m_walk.push_back({step.id, true});
-        curator.invalidate();
     }
+    operation.close();
 }
 
 std::shared_ptr<Variant> CuratorStorage::convertMarkedFloat(const std::shared_ptr<Variant>& value,

@@ -30,6 +30,12 @@ namespace zarvo::exp {
 /// list back to the storage, which queues it in front of the rest. The order is that
 /// of nested calls, but a chain of any length costs no call depth.
 ///
+/// Subscribers of an id, or of all ids, hear what happened to its curator once the
+/// operation that changed it is over: Set, Invalidated or Refused, once per curator
+/// per operation even where the walk reaches it twice, in the order the walk first
+/// reached the curators (see ChangeNotifier for re-entry, exceptions and the bound
+/// on rounds). Subscriptions belong to the id, whichever curator fills its slot.
+///
 /// The bound invalidator holds the storage's address, so a storage is neither copied
 /// nor moved.
 class ZARVO_EXPORT CuratorStorage {
@@ -68,6 +74,16 @@ public:
     void removeCurator(unsigned int id);
     /// @}
 
+    /// @name Change notices
+    /// @{
+
+    /// Calls callback(id, change) with each change of the filled slot id until the
+    /// handle ends; throws for an id at or above the slot count and for an empty slot.
+    Subscription subscribe(unsigned int id, Curator::Callback callback);
+    /// Calls callback(id, change) with each change of any curator until the handle ends.
+    Subscription subscribeAll(Curator::Callback callback);
+    /// @}
+
     /// Number of slots, empty ones included.
     size_t getCuratorCount() const { return m_curators.size(); }
     /// Clears dependMap, then adds every filled slot's id with its dependency list.
@@ -104,6 +120,8 @@ private:
     Curator::DependsInvalidator m_invalidateDepends;
     std::vector<std::unique_ptr<Curator>> m_curators;
     FileLoader m_fileLoader;
+    // Shared with the curators, so that the last of them may outlive the storage.
+    std::shared_ptr<ChangeNotifier> m_notifier;
     // One step of the walk: invalidate id, or take it off the path again once all
     // that it lists is done.
     struct WalkStep {
@@ -124,6 +142,8 @@ Curator_<T>& CuratorStorage::addCurator(unsigned int id, std::vector<unsigned in
     if (id >= m_curators.size()) ZARVO_THROW("No Curator available for requested ID! ID = " << id);
     if (m_curators[id]) ZARVO_THROW("Curator slot is already in use! ID = " << id);
     auto curator = std::make_unique<Curator_<T>>(m_invalidateDepends, std::move(depends));
+    curator->m_notices.notifier = m_notifier;
+    curator->m_notices.id = id;
     Curator_<T>& added = *curator;
     m_curators[id] = std::move(curator);
     return added;
