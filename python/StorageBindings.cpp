@@ -48,9 +48,11 @@ std::shared_ptr<Variant> entryOf(py::handle value) {
     return guessedFromPython(value);
 }
 
+[[noreturn]] void missing(const Text& key) { throw py::key_error(textOf(key.bytes, "backslashreplace")); }
+
 std::shared_ptr<Variant> entryAt(const Storage& storage, const Text& key) {
     auto value = storage.get(key.bytes);
-    if (!value) throw py::key_error(textOf(key.bytes, "backslashreplace"));
+    if (!value) missing(key);
     return value;
 }
 
@@ -111,6 +113,20 @@ void bindStorage(py::module_& module) {
                 storage.erase(key.bytes);
             },
             "key"_a, "Removes the entry or group at key; KeyError if there is none.")
+        .def(
+            "pop",
+            [](Storage& storage, const Text& key, const py::args& otherwise) -> py::object {
+                if (otherwise.size() > 1) raise(PyExc_TypeError, "pop takes a key and at most one default");
+                auto value = storage.get(key.bytes);
+                if (!value) {
+                    if (otherwise.size() == 1) return otherwise[0];
+                    missing(key);
+                }
+                storage.erase(key.bytes);
+                return py::cast(std::move(value));
+            },
+            "key"_a, "Removes the entry at key and returns it; the default given after key, or KeyError, if "
+            "there is none.")
         .def("clear", &Storage::clear, "Removes every entry.")
         .def("__len__", &Storage::size, "The number of entries of the top level; a group counts as one.")
         .def(
@@ -159,10 +175,10 @@ void bindStorage(py::module_& module) {
             }))
         .attr("__hash__") = py::none();
 
-    // The rest of the mapping interface (items, values, pop, popitem, setdefault, update)
+    // The rest of the mapping interface (items, values, popitem, setdefault, update)
     // is the one collections.abc builds on the operations above.
     const py::object mapping = py::module_::import("collections.abc").attr("MutableMapping");
-    for (const char* name : {"items", "values", "pop", "popitem", "setdefault", "update"})
+    for (const char* name : {"items", "values", "popitem", "setdefault", "update"})
         storage.attr(name) = mapping.attr(name);
     mapping.attr("register")(storage);
 }
