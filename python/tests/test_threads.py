@@ -1,6 +1,7 @@
 # Long byte-form work lets other Python threads run. With a switch interval far longer
 # than the test, the main thread can only run while the worker is inside C++ if the
 # call released the interpreter lock: it then sees the worker's flag still raised.
+# Without the release it runs only once the worker has finished and lowered it.
 import sys
 import threading
 
@@ -26,12 +27,15 @@ STORAGE_BYTES = STORAGE.serialize(NO_SWAP)
 ], ids=["serialize", "deserialize", "storage serialize", "storage deserialize", "frame copy", "python code"])
 def test_long_work_releases_the_interpreter_lock(work):
     inside = [False]
-    started = threading.Event()
+    started, seen = threading.Event(), threading.Event()
 
     def worker():
         inside[0] = True
         started.set()       # wakes the main thread, which needs the lock to run
-        work()
+        for _ in range(200):  # until the main thread has run, however busy the machine
+            work()
+            if seen.is_set():
+                break
         inside[0] = False
 
     interval = sys.getswitchinterval()
@@ -40,8 +44,9 @@ def test_long_work_releases_the_interpreter_lock(work):
         thread = threading.Thread(target=worker)
         thread.start()
         assert started.wait(timeout=30)
-        seen = inside[0]
-        thread.join(timeout=30)
+        if inside[0]:
+            seen.set()
+        thread.join(timeout=60)
     finally:
         sys.setswitchinterval(interval)
-    assert not thread.is_alive() and seen
+    assert not thread.is_alive() and seen.is_set()
