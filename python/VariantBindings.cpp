@@ -42,6 +42,11 @@ py::str textOf(const std::string& text, const char* errors) {
 std::string textFrom(py::handle object) {
     if (!PyUnicode_Check(object.ptr()))
         raise(PyExc_TypeError, "a text needs a str, not " + std::string(Py_TYPE(object.ptr())->tp_name));
+    // Valid UTF-8 straight from the str, which keeps it once made; surrogate escapes
+    // (no UTF-8 of their own) through the codec.
+    Py_ssize_t size = 0;
+    if (const char* utf8 = PyUnicode_AsUTF8AndSize(object.ptr(), &size)) return std::string(utf8, static_cast<size_t>(size));
+    PyErr_Clear();
     PyObject* bytes = PyUnicode_AsEncodedString(object.ptr(), "utf-8", "surrogateescape");
     if (bytes == nullptr) throw py::error_already_set();
     const auto owned = py::reinterpret_steal<py::bytes>(bytes);
@@ -244,6 +249,7 @@ struct Convert<std::vector<E>> {
         if constexpr (std::is_arithmetic_v<E>) {
             const py::array array = elementsOf<E>(object);
             const auto* first = static_cast<const E*>(array.data());
+            const ReleasedFor released(static_cast<size_t>(array.nbytes()));
             return std::vector<E>(first, first + array.size());
         } else {
             return itemsOf<std::vector<E>>(object);
@@ -429,6 +435,15 @@ std::shared_ptr<Variant> fromPython(py::handle object, const std::string& name) 
 }
 
 std::shared_ptr<Variant> guessedFromPython(py::handle object) {
+    // The common scalars straight to their holders, with no name to look up.
+    PyObject* item = object.ptr();
+    if (PyFloat_CheckExact(item)) return std::make_shared<Variant_<double>>(PyFloat_AS_DOUBLE(item));
+    if (PyUnicode_CheckExact(item)) return std::make_shared<Variant_<std::string>>(textFrom(object));
+    if (PyLong_CheckExact(item)) {
+        int overflow = 0;
+        const long long number = PyLong_AsLongLongAndOverflow(item, &overflow);
+        if (overflow == 0) return std::make_shared<Variant_<std::int64_t>>(number);
+    }
     if (py::isinstance<Variant>(object)) return object.cast<std::shared_ptr<Variant>>();
     return fromPython(object, guessedName(object));
 }
