@@ -2,7 +2,6 @@
 #include <pybind11/stl.h>
 
 #include <cstring>
-#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -59,6 +58,12 @@ struct Passed<A, std::enable_if_t<std::is_arithmetic_v<A> && !std::is_same_v<A, 
     using type = Number<A>;
     static A value(Number<A> argument) { return argument.value; }
 };
+
+// R read from its text form, which may hold surrogate escapes.
+template <class R>
+R fromText(const Text& text) {
+    return R::fromString(text.bytes);
+}
 
 // A constructor of R from arguments of the types A, each passed as above.
 template <class R, class... A>
@@ -128,7 +133,7 @@ void bindMarkedFloat(py::module_& module) {
     marked.def(py::init<>(), "The empty value (a NaN marked invalid).")
         .def(py::init<float, MarkedFloat::MarkedFloatValidity>(), "value"_a,
              "validity"_a = MarkedFloat::Valid, "value with a mark; Legacy reads value as a legacy code.")
-        .def_static("from_string", &MarkedFloat::fromString, "text"_a,
+        .def_static("from_string", &fromText<MarkedFloat>, "text"_a,
                     "A valid value of the leading number of text; labels behind it are ignored.")
         .def_property_readonly("value", &MarkedFloat::toFloat, "The word as a float, mark bits included.")
         .def("__float__", &MarkedFloat::toFloat)
@@ -188,7 +193,7 @@ void bindMarkedFloat(py::module_& module) {
 template <class V>
 py::class_<V> versionClass(py::module_& module, const char* name, const char* doc, const char* textDoc) {
     auto version = recordClass<V>(module, name, doc);
-    version.def_static("from_string", &V::fromString, "text"_a, textDoc)
+    version.def_static("from_string", &fromText<V>, "text"_a, textDoc)
         .def(py::self < py::self)
         .def(py::self <= py::self)
         .def(py::self > py::self)
@@ -311,7 +316,7 @@ void bindIdentityRecords(py::module_& module) {
              "type"_a = MaterialNumber::numeric, "Checks and keeps the text.")
         .def(checkedInit<MaterialNumber, std::uint64_t, MaterialNumber::NumberType>(), "number"_a,
              "type"_a = MaterialNumber::numeric, "The canonical text of 4 to 10 digits.")
-        .def_static("from_string", &MaterialNumber::fromString, "text"_a, "The text constructor, numeric.")
+        .def_static("from_string", &fromText<MaterialNumber>, "text"_a, "The text constructor, numeric.")
         .def_property_readonly("type", &MaterialNumber::getType, "The kind of number.")
         .def_property_readonly("has_ident", &MaterialNumber::hasIdent, "Whether the ident group is there.")
         .def("to_integer", &MaterialNumber::toInteger, "cut"_a = false, "The digits as an int, without the ident if cut.")
