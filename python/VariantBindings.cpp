@@ -562,12 +562,15 @@ void bindVariant(py::module_& module) {
              "index"_a, "An item (or a slice) of a vector or list value, as numpy or a list gives it.")
         .def(
             "__array__",
-            [](const std::shared_ptr<Variant>& self, py::object dtype) {
+            [](const std::shared_ptr<Variant>& self, py::object dtype, py::object copy) {
                 py::object view = conversionOf(self->getTypeInfo()).view(self);
-                return py::module_::import("numpy").attr("asarray")(view.is_none() ? toPython(*self) : view, dtype);
+                const py::module_ numpy = py::module_::import("numpy");
+                py::object array = numpy.attr("asarray")(view.is_none() ? toPython(*self) : view, dtype);
+                return copy.is_none() || !copy.cast<bool>() ? array : array.attr("copy")();
             },
-            "dtype"_a = py::none(),
-            "The value as a numpy array: a vector's numbers (read-only) and a matrix's pixels without a copy.")
+            "dtype"_a = py::none(), "copy"_a = py::none(),
+            "The value as a numpy array: a vector's numbers (read-only) and a matrix's pixels without a copy, "
+            "unless copy is True.")
         .def(py::pickle(&stateOf, &fromState))
         .attr("__hash__") = py::none();
 }

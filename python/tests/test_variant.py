@@ -197,3 +197,4 @@ def test_values_act_as_the_numbers_and_arrays_they_hold():
     pixels = np.arange(6, dtype=np.uint8).reshape(2, 3)
     assert np.shares_memory(np.asarray(z.Variant(pixels, "cvmat")), pixels)
     assert np.asarray(z.Variant([1, 2], "vecint16"), np.float64).tolist() == [1.0, 2.0]
+    assert numbers.__array__(copy=True).flags.writeable and not np.shares_memory(numbers.__array__(copy=True), view)
