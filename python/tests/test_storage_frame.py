@@ -91,8 +91,12 @@ def test_storage_is_a_mutable_mapping():
     assert storage.to_dict()["a"] == {} and "a.b" not in storage
     with pytest.raises(KeyError):
         storage.pop("a.b")
+    before = storage.serialize(z.Endian.no_swap)
     with pytest.raises(z.Error):                          # the path runs on behind a value
         storage["v.x"] = 1
+    with pytest.raises(TypeError):
+        storage["o"] = object()
+    assert storage.serialize(z.Endian.no_swap) == before   # nothing changed
 
 
 def test_mean_value_of_an_area():
