@@ -1,3 +1,4 @@
+#include <sstream>
 #include <string>
 
 #include "core/datatypes/Frame.h"
@@ -24,11 +25,11 @@ Frame frameOf(py::handle image, py::handle metadata) {
     return Frame(pixels, std::move(entries));
 }
 
-// The frame's own metadata, not a copy. releaseMetaData() is the one accessor that
-// hands out a reference to them; nothing moves as long as nobody moves from it.
-Storage& metadataOf(Frame& frame) {
-    Storage&& metadata = frame.releaseMetaData();
-    return metadata;
+// A copy with pixels of its own, made while other Python threads run.
+Frame copied(const Frame& frame) {
+    const cv::Mat& pixels = frame.getFrameData();
+    const ReleasedFor released(pixels.total() * pixels.elemSize());
+    return Frame(frame);
 }
 
 }  // namespace
@@ -46,16 +47,24 @@ void bindFrame(py::module_& module) {
             [](Frame& frame, py::handle image) { frame.setFrameData(matOf(image)); },
             "A numpy array over the frame's pixels, no copy. Setting writes the new pixels into the present "
             "buffer when size and dtype match (every sharer sees them), else gives the frame a new buffer.")
-        .def_property_readonly("metadata", &metadataOf, py::return_value_policy::reference_internal,
+        .def_property_readonly("metadata", py::overload_cast<>(&Frame::getMetaData), py::return_value_policy::reference_internal,
                                "The frame's own metadata as a DataStorage: changing it changes the frame.")
-        .def(
-            "copy", [](const Frame& frame) { return Frame(frame); },
-            "A frame with its own copy of the pixels and a copy of the metadata.")
+        .def("copy", &copied, "A frame with its own copy of the pixels and a copy of the metadata.")
         .def("shared_copy", &Frame::getSharedDataCopy,
              "A frame sharing these pixels, with a copy of the metadata (groups copied, values shared).")
         .def("__copy__", &Frame::getSharedDataCopy, "As shared_copy().")
         .def(
-            "__deepcopy__", [](const Frame& frame, py::handle) { return Frame(frame); }, "memo"_a, "As copy().")
+            "__deepcopy__", [](const Frame& frame, py::handle) { return copied(frame); }, "memo"_a, "As copy().")
+        .def("__repr__",
+             [](const Frame& frame) {
+                 std::ostringstream text;
+                 text << frame;
+                 return shownText(text.str());
+             })
+        // Pixels travel as a numpy array, so that pickle protocol 5 moves them out of band.
+        .def(py::pickle(
+            [](Frame& frame) { return py::make_tuple(arrayOf(frame.getFrameData()), frame.getMetaData()); },
+            [](const py::tuple& state) { return frameOf(state[0], state[1]); }))
         .def("is_empty", &Frame::isEmpty, "True only if the frame has neither pixels nor metadata.");
 }
 

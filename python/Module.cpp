@@ -6,13 +6,15 @@
 #include "core/datatypes/TypeObject.h"
 #include "python/Bindings.h"
 #include "valuefault/Exception.h"
+#include "zarvo/version.h"
 
 namespace zarvo::python {
 
 namespace {
 
-// zarvo_datatypes.Error, made once at import and kept for the life of the process.
+// zarvo_datatypes.Error and ParseError, made once at import and kept for the life of the process.
 PyObject* errorType = nullptr;
+PyObject* parseError = nullptr;
 
 // The library's exceptions as Python ones: zarvo::Exception as Error with its where
 // text, the standard ones of MaterialNumber by kind (std::out_of_range, a number too
@@ -23,9 +25,11 @@ void translate(std::exception_ptr thrown) {
     try {
         std::rethrow_exception(thrown);
     } catch (const Exception& error) {
-        py::object instance = py::reinterpret_borrow<py::object>(errorType)(error.message());
-        instance.attr("where") = error.where();
-        PyErr_SetObject(errorType, instance.ptr());
+        try {
+            raiseError(errorType, error);
+        } catch (py::error_already_set& raised) {
+            raised.restore();
+        }
     } catch (const std::out_of_range& error) {
         PyErr_SetString(PyExc_OverflowError, error.what());
     } catch (const char* text) {
@@ -33,15 +37,17 @@ void translate(std::exception_ptr thrown) {
     }
 }
 
-// Groups of a storage travel by name; a process whose C++ code registered the storage
-// holder already keeps its own name for it.
-void registerStorage() {
-    using Storage = exp::DataStorage<std::string>;
-    if (exp::TypeObject::findP(typeid(Storage)) == nullptr && exp::TypeObject::findP("storage") == nullptr)
-        exp::TypeObject::create<Storage>("storage");
+}  // namespace
+
+void raiseError(PyObject* type, const Exception& error) {
+    // Names and keys read from bytes may be anything: the message must still arrive whole.
+    py::object instance = py::reinterpret_borrow<py::object>(type)(textOf(error.message(), "backslashreplace"));
+    instance.attr("where") = textOf(error.where(), "backslashreplace");
+    PyErr_SetObject(type, instance.ptr());
+    throw py::error_already_set();
 }
 
-}  // namespace
+PyObject* parseErrorType() { return parseError; }
 
 }  // namespace zarvo::python
 
@@ -57,8 +63,17 @@ PYBIND11_MODULE(zarvo_datatypes, module) {
                                           PyExc_Exception, nullptr);
     if (errorType == nullptr) throw py::error_already_set();
     module.attr("Error") = py::reinterpret_borrow<py::object>(errorType);
+    const py::tuple parseBases = py::make_tuple(py::handle(errorType), py::handle(PyExc_ValueError));
+    parseError = PyErr_NewExceptionWithDoc("zarvo_datatypes.ParseError",
+                                           "Text that Variant.parse refuses: an Error and a ValueError at once.",
+                                           parseBases.ptr(), nullptr);
+    if (parseError == nullptr) throw py::error_already_set();
+    module.attr("ParseError") = py::reinterpret_borrow<py::object>(parseError);
+    module.attr("__version__") = ZARVO_DATATYPES_VERSION_STRING;
     py::register_local_exception_translator(&translate);
-    registerStorage();
+    // Groups of a storage travel by name; a process whose C++ code registered the storage
+    // holder already keeps its own name for it.
+    zarvo::exp::registerStorageType();
     bindVariant(module);
     bindStorage(module);
     bindFrame(module);

@@ -41,8 +41,39 @@ py::bytes bytesOf(const R& record, Endian endian) {
     return writtenBytes(record.sizeofType(), [&](char* data) { record.serialize(endian, data); });
 }
 
+// How a C++ argument or field crosses to Python: text with surrogate escapes, numbers
+// range-checked as Variant checks them (OverflowError), the rest as pybind11 does it.
+template <class A, class = void>
+struct Passed {
+    using type = A;
+    static A value(A argument) { return argument; }
+};
+template <>
+struct Passed<std::string> {
+    using type = Text;
+    static std::string value(const Text& argument) { return argument.bytes; }
+};
+template <class A>
+struct Passed<A, std::enable_if_t<std::is_arithmetic_v<A> && !std::is_same_v<A, bool>>> {
+    using type = Number<A>;
+    static A value(Number<A> argument) { return argument.value; }
+};
+
+// R read from its text form, which may hold surrogate escapes.
+template <class R>
+R fromText(const Text& text) {
+    return R::fromString(text.bytes);
+}
+
+// A constructor of R from arguments of the types A, each passed as above.
+template <class R, class... A>
+auto checkedInit() {
+    return py::init([](typename Passed<A>::type... arguments) { return R(Passed<A>::value(arguments)...); });
+}
+
 // What every record has: the byte form both ways (the bounded reader), str() as the
-// text form, == (the record's own, or equal byte forms for a record without one).
+// text form, a repr that never fails, pickling and copying through the byte form,
+// == (the record's own, or equal byte forms for a record without one).
 template <class R>
 py::class_<R> recordClass(py::module_& module, const char* name, const char* doc) {
     py::class_<R> record(module, name, doc);
@@ -50,8 +81,17 @@ py::class_<R> recordClass(py::module_& module, const char* name, const char* doc
         .def_static("deserialize", &readBounded<R>, "data"_a, "endian"_a,
             "Reads one record from any bytes-like object, never past its end; returns (record, bytes used). "
             "Bytes that end early raise Error.")
-        .def("__str__", [](const R& value) { return value.toString(); }, "The text form.")
-        .def("__repr__", [name](const R& value) { return std::string("<") + name + " " + value.toString() + ">"; });
+        .def("__str__", [](const R& value) { return Text{value.toString()}; }, "The text form.")
+        .def("__repr__",
+             [name](const R& value) {
+                 try {
+                     return shownText(std::string("<") + name + " " + value.toString() + ">");
+                 } catch (const Exception& error) {  // a record not filled in yet says what it lacks
+                     return shownText(std::string("<") + name + " (no text form: " + error.message() + ")>");
+                 }
+             })
+        .def(py::pickle([](const R& value) { return bytesOf(value, exp::no_swap); },
+                        [](const py::bytes& data) { return readBounded<R>(data, exp::no_swap)[0].template cast<R>(); }));
     if constexpr (HasEquality<R>::value) {
         record.def("__eq__", [](const R& left, const R& right) { return left == right; }, py::is_operator(),
                    "Every field equal.");
@@ -66,10 +106,14 @@ py::class_<R> recordClass(py::module_& module, const char* name, const char* doc
     return record;
 }
 
-// A read-write property from a getter and a setter of the record.
-template <class R, class Get, class Set>
-void field(py::class_<R>& record, const char* name, Get get, Set set, const char* doc) {
-    record.def_property(name, get, set, doc);
+// A read-write property from a getter and a setter of the record, passed as above.
+template <class R, class V, class A>
+void field(py::class_<R>& record, const char* name, V (R::*get)() const, void (R::*set)(A), const char* doc) {
+    using Value = std::decay_t<A>;
+    using Pass = Passed<Value>;
+    record.def_property(
+        name, [get](const R& value) { return typename Pass::type{(value.*get)()}; },
+        [set](R& value, const typename Pass::type& given) { (value.*set)(Pass::value(given)); }, doc);
 }
 
 void bindMarkedFloat(py::module_& module) {
@@ -89,7 +133,7 @@ void bindMarkedFloat(py::module_& module) {
     marked.def(py::init<>(), "The empty value (a NaN marked invalid).")
         .def(py::init<float, MarkedFloat::MarkedFloatValidity>(), "value"_a,
              "validity"_a = MarkedFloat::Valid, "value with a mark; Legacy reads value as a legacy code.")
-        .def_static("from_string", &MarkedFloat::fromString, "text"_a,
+        .def_static("from_string", &fromText<MarkedFloat>, "text"_a,
                     "A valid value of the leading number of text; labels behind it are ignored.")
         .def_property_readonly("value", &MarkedFloat::toFloat, "The word as a float, mark bits included.")
         .def("__float__", &MarkedFloat::toFloat)
@@ -149,7 +193,7 @@ void bindMarkedFloat(py::module_& module) {
 template <class V>
 py::class_<V> versionClass(py::module_& module, const char* name, const char* doc, const char* textDoc) {
     auto version = recordClass<V>(module, name, doc);
-    version.def_static("from_string", &V::fromString, "text"_a, textDoc)
+    version.def_static("from_string", &fromText<V>, "text"_a, textDoc)
         .def(py::self < py::self)
         .def(py::self <= py::self)
         .def(py::self > py::self)
@@ -163,21 +207,35 @@ py::class_<V> versionClass(py::module_& module, const char* name, const char* do
 void bindVersions(py::module_& module) {
     auto version = versionClass<Version>(module, "Version", "major.minor.patch; 12-byte form.",
                                          "Reads 'major.minor.patch'.");
-    version.def(py::init<unsigned, unsigned, unsigned>(), "major"_a = 0, "minor"_a = 0, "patch"_a = 0);
+    version.def(checkedInit<Version, unsigned, unsigned, unsigned>(), "major"_a = 0, "minor"_a = 0, "patch"_a = 0,
+                "The version major.minor.patch; each number from 0 to 4294967295.");
 
     auto extended = versionClass<VersionExtended>(module, "VersionExtended", "major.minor.patch.build; 16-byte form.",
                                                   "Reads 'major.minor.patch.build'.");
-    extended.def(py::init<unsigned, unsigned, unsigned, unsigned>(), "major"_a = 0, "minor"_a = 0, "patch"_a = 0,
-                 "build_number"_a = 0);
+    extended.def(checkedInit<VersionExtended, unsigned, unsigned, unsigned, unsigned>(), "major"_a = 0,
+                 "minor"_a = 0, "patch"_a = 0, "build_number"_a = 0,
+                 "The version major.minor.patch.build_number; each number from 0 to 4294967295.");
     field(extended, "build_number", &VersionExtended::getBuildNumber, &VersionExtended::setBuildNumber,
           "The build number.");
+}
+
+// The area's mean value, or None: its one public form is the tail of the byte form
+// (name, then value), so it is read from there.
+py::object meanValueOf(const MeasArea& area) {
+    if (area.getMeanValue() == nullptr) return py::none();
+    std::string data(area.sizeofType(), '\0');
+    area.serialize(exp::no_swap, data.data());
+    const size_t spots = 8 + area.getColdSpot().sizeofType() + area.getHotSpot().sizeofType();
+    exp::Memory::Cursor in(exp::no_swap, data.data() + spots, data.size() - spots);
+    return py::cast(exp::detail::readNamedValue(in, "MeasArea"));
 }
 
 void bindMeasRecords(py::module_& module) {
     auto point = recordClass<MeasPoint>(module, "MeasPoint",
                                         "A measured value (a Variant) at a 16-bit x/y position.");
     point.def(py::init<>(), "Position 0, no value.")
-        .def(py::init<unsigned short, unsigned short, std::shared_ptr<exp::Variant>>(), "x"_a, "y"_a, "value"_a);
+        .def(checkedInit<MeasPoint, unsigned short, unsigned short, std::shared_ptr<exp::Variant>>(), "x"_a, "y"_a,
+             "value"_a, "value (a Variant, held as given) at x, y, each from 0 to 65535.");
     field(point, "x", &MeasPoint::getXPos, &MeasPoint::setXPos, "The x position.");
     field(point, "y", &MeasPoint::getYPos, &MeasPoint::setYPos, "The y position.");
     field(point, "value", &MeasPoint::getValue, &MeasPoint::setValue, "The measured value, a Variant (shared).");
@@ -186,10 +244,10 @@ void bindMeasRecords(py::module_& module) {
                                       "A rectangle with a cold and a hot spot and a mean value (a Variant); "
                                       "without a mean value serialize and str raise Error.");
     area.def(py::init<>(), "Position and size 0, empty spots.")
-        .def(py::init<unsigned short, unsigned short, unsigned short, unsigned short>(), "x"_a, "y"_a, "width"_a,
-             "height"_a)
-        .def(py::init<unsigned short, unsigned short, unsigned short, unsigned short, MeasPoint, MeasPoint,
-                      std::shared_ptr<exp::Variant>>(),
+        .def(checkedInit<MeasArea, unsigned short, unsigned short, unsigned short, unsigned short>(), "x"_a, "y"_a,
+             "width"_a, "height"_a, "The rectangle, each number from 0 to 65535; empty spots, no mean value.")
+        .def(checkedInit<MeasArea, unsigned short, unsigned short, unsigned short, unsigned short, MeasPoint,
+                         MeasPoint, std::shared_ptr<exp::Variant>>(),
              "x"_a, "y"_a, "width"_a, "height"_a, "cold_spot"_a, "hot_spot"_a, "mean_value"_a,
              "A whole area, ready to be written: the spots and the mean value are held as given (shared).");
     field(area, "x", &MeasArea::getXPos, &MeasArea::setXPos, "The x position.");
@@ -198,9 +256,17 @@ void bindMeasRecords(py::module_& module) {
     field(area, "height", &MeasArea::getHeight, &MeasArea::setHeight, "The height.");
     field(area, "cold_spot", &MeasArea::getColdSpot, &MeasArea::setColdSpot, "The cold spot, a MeasPoint (a copy).");
     field(area, "hot_spot", &MeasArea::getHotSpot, &MeasArea::setHotSpot, "The hot spot, a MeasPoint (a copy).");
+    area.def_property("mean_value", &meanValueOf,
+                      [](MeasArea& area, std::shared_ptr<exp::Variant> value) {
+                          area = MeasArea(area.getXPos(), area.getYPos(), area.getWidth(), area.getHeight(),
+                                          area.getColdSpot(), area.getHotSpot(), std::move(value));
+                      },
+                      "The mean value: a Variant read back from the area's byte form (a copy), None when there "
+                      "is none. Setting holds the Variant given (shared).");
 
     auto probe = recordClass<ProbeValue>(module, "ProbeValue", "A probe reading: value, precision, status; 6 bytes.");
-    probe.def(py::init<float, signed char, unsigned char>(), "value"_a = 0.0f, "precision"_a = 0, "status"_a = 0);
+    probe.def(checkedInit<ProbeValue, float, signed char, unsigned char>(), "value"_a = 0.0f, "precision"_a = 0,
+              "status"_a = 0, "A reading with its precision (-128 to 127) and status (0 to 255).");
     field(probe, "value", &ProbeValue::getValue, &ProbeValue::setValue, "The reading.");
     field(probe, "precision", &ProbeValue::getPrecision, &ProbeValue::setPrecision, "The precision, -128 to 127.");
     field(probe, "status", &ProbeValue::getStatus, &ProbeValue::setStatus, "The status code, 0 to 255.");
@@ -208,8 +274,10 @@ void bindMeasRecords(py::module_& module) {
 
 void bindIdentityRecords(py::module_& module) {
     auto device = recordClass<DeviceInfo>(module, "DeviceInfo", "Identity of a device and one of its boards.");
-    device.def(py::init<std::uint64_t, std::uint64_t, unsigned, unsigned short, std::string>(), "device_serial"_a = 0,
-               "board_serial"_a = 0, "board_type"_a = 0, "board_index"_a = 0, "production_date"_a = "");
+    device.def(checkedInit<DeviceInfo, std::uint64_t, std::uint64_t, unsigned, unsigned short, std::string>(),
+               "device_serial"_a = 0, "board_serial"_a = 0, "board_type"_a = 0, "board_index"_a = 0,
+               "production_date"_a = "",
+               "The serials (64 bits each), board type (32 bits), board index (16 bits) and production date text.");
     field(device, "device_serial", &DeviceInfo::getDeviceSerial, &DeviceInfo::setDeviceSerial, "Device serial.");
     field(device, "board_serial", &DeviceInfo::getBoardSerial, &DeviceInfo::setBoardSerial, "Board serial.");
     field(device, "board_type", &DeviceInfo::getBoardType, &DeviceInfo::setBoardType, "Board type.");
@@ -219,9 +287,12 @@ void bindIdentityRecords(py::module_& module) {
 
     auto device2 = recordClass<DeviceInfo2>(module, "DeviceInfo2",
                                             "Identity of a device and one of its boards, with the placement.");
-    device2.def(py::init<std::uint64_t, std::uint64_t, unsigned, unsigned char, unsigned char, std::string>(),
+    device2.def(checkedInit<DeviceInfo2, std::uint64_t, std::uint64_t, unsigned, unsigned char, unsigned char,
+                            std::string>(),
                 "device_serial"_a = 0, "board_serial"_a = 0, "device_type"_a = 0, "board_index"_a = 0,
-                "placement_index"_a = 0, "production_date"_a = "");
+                "placement_index"_a = 0, "production_date"_a = "",
+                "The serials (64 bits each), device type (32 bits), board and placement index (0 to 255 each) "
+                "and production date text.");
     field(device2, "device_serial", &DeviceInfo2::getDeviceSerial, &DeviceInfo2::setDeviceSerial, "Device serial.");
     field(device2, "board_serial", &DeviceInfo2::getBoardSerial, &DeviceInfo2::setBoardSerial, "Board serial.");
     field(device2, "device_type", &DeviceInfo2::getDeviceType, &DeviceInfo2::setDeviceType, "Device type.");
@@ -241,23 +312,26 @@ void bindIdentityRecords(py::module_& module) {
         .value("none", MaterialNumber::none)
         .value("invalid", MaterialNumber::invalid);
     material.def(py::init<>(), "Type none, empty text.")
-        .def(py::init<const std::string&, const MaterialNumber::NumberType&>(), "text"_a,
+        .def(checkedInit<MaterialNumber, std::string, MaterialNumber::NumberType>(), "text"_a,
              "type"_a = MaterialNumber::numeric, "Checks and keeps the text.")
-        .def(py::init<std::uint64_t, const MaterialNumber::NumberType&>(), "number"_a,
+        .def(checkedInit<MaterialNumber, std::uint64_t, MaterialNumber::NumberType>(), "number"_a,
              "type"_a = MaterialNumber::numeric, "The canonical text of 4 to 10 digits.")
-        .def_static("from_string", &MaterialNumber::fromString, "text"_a, "The text constructor, numeric.")
+        .def_static("from_string", &fromText<MaterialNumber>, "text"_a, "The text constructor, numeric.")
         .def_property_readonly("type", &MaterialNumber::getType, "The kind of number.")
         .def_property_readonly("has_ident", &MaterialNumber::hasIdent, "Whether the ident group is there.")
         .def("to_integer", &MaterialNumber::toInteger, "cut"_a = false, "The digits as an int, without the ident if cut.")
-        .def("to_string", py::overload_cast<bool>(&MaterialNumber::toString, py::const_), "cut"_a = false,
+        .def("to_string", [](const MaterialNumber& number, bool cut) { return Text{number.toString(cut)}; },
+             "cut"_a = false,
              "The text, without the ident if cut.");
 
     auto calibration = recordClass<CalibrationInfo>(module, "CalibrationInfo",
                                                     "One calibration record; 32-byte form.");
     calibration
-        .def(py::init<unsigned char, const std::string&, std::int64_t, std::int64_t, unsigned short>(),
+        .def(checkedInit<CalibrationInfo, unsigned char, std::string, std::int64_t, std::int64_t, unsigned short>(),
              "content_type"_a = 0, "certificate_number"_a = "", "expire_date"_a = 0, "issue_date"_a = 0,
-             "checksum"_a = 0)
+             "checksum"_a = 0,
+             "A record: content type (0 to 255), certificate number (17 bytes are kept), expire and issue "
+             "dates (32 bits are kept), checksum (0 to 65535).")
         .def_static(
             "from_buffer",
             [](py::handle data) {

@@ -3,6 +3,9 @@
 Run by `make bench-python` (the build folder's module on PYTHONPATH). Each figure is the
 best of several timeit repeats, so a busy machine shows in both sides of a ratio alike.
 """
+import pickle
+import threading
+import time
 import timeit
 
 import numpy as np
@@ -65,7 +68,56 @@ def storage_dicts():
     report("DataStorage.to_dict", best("storage.to_dict()", 50, storage=storage) / 1000, python, "the Python dict")
 
 
+def pickling():
+    print("== pickle protocol 5, in band, against numpy's pickle of the same array")
+    numbers = np.random.default_rng(2).random(1_000_000, dtype=np.float32)
+    pixels = np.random.default_rng(3).integers(0, 255, (4096, 4096), dtype=np.uint8)
+    for label, value, array, number in [("1,000,000-element vecfloat", z.Variant(numbers, "vecfloat"), numbers, 50),
+                                        ("4096 x 4096 Frame", z.Frame(pixels), pixels, 10)]:
+        names = {"pickle": pickle, "value": value, "array": array}
+        dumps = best("pickle.dumps(value, protocol=5)", number, **names)
+        report(f"pickle.dumps {label}", dumps, best("pickle.dumps(array, protocol=5)", number, **names),
+               "numpy's dumps")
+        # Each side keeps the last objects it loaded, as a program does: dropping a result at
+        # once would let the C library hand its pages back and time their faults instead.
+        names.update(value=pickle.dumps(value, protocol=5), array=pickle.dumps(array, protocol=5), kept=[])
+        load = "kept.append(pickle.loads({})); del kept[:-2]"
+        report(f"pickle.loads {label}", best(load.format("value"), number, **names),
+               best(load.format("array"), number, **names), "numpy's loads")
+
+
+def storage_setitem():
+    print("== [key] = value, per entry: 1,000 floats")
+    keys = [f"key{i:04d}" for i in range(1000)]
+    statement = "for k in keys: target[k] = 0.5"
+    python = best(statement, 200, keys=keys, target={}) / 1000
+    report("dict[key] = float", python)
+    report("DataStorage[key] = float", best(statement, 200, keys=keys, target=z.DataStorage()) / 1000, python,
+           "the dict")
+
+
+def threads():
+    print("== two threads serializing 64 MB each, against one")
+    values = [z.Variant(np.zeros(16 << 20, np.float32), "vecfloat") for _ in range(2)]
+
+    def run(count):
+        workers = [threading.Thread(target=values[i].serialize, args=(z.Endian.swap,)) for i in range(count)]
+        start = time.perf_counter()
+        for worker in workers:
+            worker.start()
+        for worker in workers:
+            worker.join()
+        return time.perf_counter() - start
+
+    one = min(run(1) for _ in range(5))
+    report("one thread", one)
+    report("two threads at once", min(run(2) for _ in range(5)), one, "one thread")
+
+
 if __name__ == "__main__":
     image_access()
     vector_bytes()
     storage_dicts()
+    pickling()
+    storage_setitem()
+    threads()

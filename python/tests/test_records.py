@@ -71,7 +71,7 @@ def test_record_fields_and_layouts(struct_order, endian):
     calibration = z.CalibrationInfo(2, "C", -2, 0, 1)
     assert calibration.expire_date == 4294967294
     assert z.CalibrationInfo.from_buffer(z.CalibrationInfo.to_buffer([calibration, calibration])) == [calibration] * 2
-    with pytest.raises(TypeError):
+    with pytest.raises(OverflowError, match="^200 is out of the range of int8$"):
         z.ProbeValue(1.0, 200)                            # precision is a signed char
 
 

@@ -1,4 +1,5 @@
 import copy
+from collections.abc import MutableMapping
 
 import numpy as np
 import pytest
@@ -69,3 +70,38 @@ def test_frame_metadata_is_the_frames_own():
     assert z.Frame().is_empty()
     with pytest.raises(TypeError, match="^frame metadata are a dict or a DataStorage, not int$"):
         z.Frame(np.zeros((1, 1)), metadata=5)
+
+
+def test_storage_is_a_mutable_mapping():
+    storage = z.DataStorage()
+    assert isinstance(storage, MutableMapping)
+    storage["a.b"] = 1                                     # dotted keys make the groups
+    storage["a.b"] = 2.5                                   # and replace what is there
+    storage["v"] = z.Variant(3, "uint8")                   # a Variant as given
+    storage["g"] = {"t": "x"}                              # a dict as a group
+    storage["n"] = np.arange(3, dtype=np.int16)
+    assert {key: storage[key].type_name for key in ["a.b", "v", "g.t", "n"]} == {
+        "a.b": "double", "v": "uint8", "g.t": "string", "n": "vecint16"}
+    assert [key for key, _ in storage.items()] == ["a", "g", "n", "v"] and len(storage.values()) == 4
+    assert storage.get("missing", 5) == 5 and storage.get("a.b") == z.Variant(2.5, "double")
+    storage.update({"v": 4}, w=True)
+    assert storage["v"] == z.Variant(4, "int64") and storage.pop("w") == z.Variant(True, "bool")
+    assert storage.setdefault("v", 9) == z.Variant(4, "int64")
+    del storage["a.b"]
+    assert storage.to_dict()["a"] == {} and "a.b" not in storage
+    with pytest.raises(KeyError):
+        storage.pop("a.b")
+    before = storage.serialize(z.Endian.no_swap)
+    with pytest.raises(z.Error):                          # the path runs on behind a value
+        storage["v.x"] = 1
+    with pytest.raises(TypeError):
+        storage["o"] = object()
+    assert storage.serialize(z.Endian.no_swap) == before   # nothing changed
+
+
+def test_mean_value_of_an_area():
+    point = z.MeasPoint(0, 0, z.Variant(1, "int8"))
+    area = z.MeasArea(1, 2, 3, 4, point, point, z.Variant(36.5, "double"))
+    assert area.mean_value == z.Variant(36.5, "double") and z.MeasArea().mean_value is None
+    area.mean_value = z.Variant(7, "int32")
+    assert str(area) == "(1/2) (3 x 4 )1 , 1 , 7" and area.mean_value.type_name == "int32"

@@ -1,4 +1,6 @@
 import gc
+import math
+import operator
 import struct
 
 import numpy as np
@@ -61,6 +63,12 @@ def test_equality_is_the_librarys():
     ([1.5], "vecint32", TypeError, "a vector of int32 cannot hold dtype float64"),
     ([70000], "vecint16", OverflowError, "70000 is out of the range of int16"),
     ([[1]], "vecint32", ValueError, "a vector needs 1 axis, not 2"),
+    ([-2**63 - 1], "vecint64", OverflowError, "-9223372036854775809 is out of the range of int64"),
+    ([2**64], "vecuint64", OverflowError, "18446744073709551616 is out of the range of uint64"),
+    (2**1024, "double", OverflowError, f"{2**1024} is out of the range of double"),
+    (1e39, "float", OverflowError, "1e+39 is out of the range of float"),
+    (-3.4028235677973366e38, "float", OverflowError, "-3.4028235677973366e+38 is out of the range of float"),
+    (np.array([0.0, -1e39]), "vecfloat", OverflowError, "-1e+39 is out of the range of float"),
     ((1, 2, 3), "cvpoint", TypeError, "cvpoint needs a sequence of 2 ints, not tuple"),
     (np.zeros((2, 2, 2, 2)), "cvmat", ValueError, "a matrix is made from 1 to 3 axes (rows, columns, channels), not 4"),
     (np.array([2**40]), "cvmat", OverflowError, "a matrix holds int64 elements as int32, and these do not fit"),
@@ -138,3 +146,55 @@ def test_cvmat_bytes_read_by_struct_and_numpy():
     assert np.array_equal(np.frombuffer(data, np.float32, offset=24).reshape(2, 3, 2), pixels)
     back, used = z.Variant.deserialize("cvmat", data, NO_SWAP)
     assert used == len(data) and np.array_equal(back.value, pixels)
+
+
+def test_floats_at_the_edge_round_as_struct_does():
+    for number in (3.4028235e38, -3.4028235e38, float("inf"), -float("inf")):
+        assert z.Variant(number, "float").value == struct.unpack("f", struct.pack("f", number))[0]
+    assert math.isnan(z.Variant(float("nan"), "float").value)
+    assert z.Variant(np.array([np.nan, np.inf, 1e300]), "vecdouble").value[2] == 1e300
+
+
+def test_any_iterable_fills_vectors_and_lists():
+    for name in ("vecint32", "listint32", "vecdouble"):
+        assert list(z.Variant((i for i in range(3)), name).value) == [0, 1, 2]
+    assert list(z.Variant({7}, "vecuint8").value) == [7]
+
+
+def test_strict_reader_refuses_with_a_value_error_naming_type_and_text():
+    assert z.Variant.parse("uint8", "255") == z.Variant(255, "uint8")
+    with pytest.raises(ValueError) as raised:
+        z.Variant.parse("uint8", "300")
+    assert isinstance(raised.value, z.Error) and isinstance(raised.value, z.ParseError)
+    assert str(raised.value) == 'Can not read uint8 (unsigned char) from "300": expected a decimal whole number from 0 to 255'
+    assert z.Variant.from_string("uint8", "300").value == 44  # the lenient reader keeps the low bits
+
+
+def test_endian_names_the_byte_order():
+    big = z.Variant(1, "uint16").serialize(z.Endian.big_endian)
+    assert big == b"\x00\x01" and z.Variant(1, "uint16").serialize(z.Endian.little_endian) == b"\x01\x00"
+    assert {z.Endian.big_endian, z.Endian.little_endian} == {z.Endian.swap, z.Endian.no_swap}
+
+
+def test_values_act_as_the_numbers_and_arrays_they_hold():
+    assert bool(z.Variant(False, "bool")) is False and bool(z.Variant(0.0, "double")) is False
+    assert bool(z.Variant(2, "int8")) and not z.Variant([], "vecint32") and not z.Variant("", "string")
+    assert int(z.Variant(-2.7, "double")) == -2 and float(z.Variant(3, "uint64")) == 3.0
+    assert operator.index(z.Variant(5, "uint8")) == 5 and [10, 20, 30][z.Variant(1, "int64")] == 20
+    for call, value, message in [(int, z.Variant("1", "string"), "int() needs a number value, not string"),
+                                 (operator.index, z.Variant(1.0, "float"), "index() needs an integral value, not float"),
+                                 (len, z.Variant(1, "int32"), "a int32 value is no sequence")]:
+        with pytest.raises(TypeError) as raised:
+            call(value)
+        assert str(raised.value) == message
+    numbers = z.Variant([1.5, 2.5, 3.5], "vecfloat")
+    assert len(numbers) == 3 and list(numbers) == [1.5, 2.5, 3.5] and numbers[-1] == 3.5 and numbers[1:].tolist() == [2.5, 3.5]
+    names = z.Variant(["a", "b"], "liststring")
+    assert len(names) == 2 and list(names) == ["a", "b"] and names[1] == "b"
+    view = np.asarray(numbers)
+    assert view.dtype == np.float32 and not view.flags.writeable
+    assert np.shares_memory(view, np.asarray(numbers))     # no copy: both are the value's own numbers
+    pixels = np.arange(6, dtype=np.uint8).reshape(2, 3)
+    assert np.shares_memory(np.asarray(z.Variant(pixels, "cvmat")), pixels)
+    assert np.asarray(z.Variant([1, 2], "vecint16"), np.float64).tolist() == [1.0, 2.0]
+    assert numbers.__array__(copy=True).flags.writeable and not np.shares_memory(numbers.__array__(copy=True), view)

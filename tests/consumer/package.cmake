@@ -131,9 +131,10 @@ step(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${lib_dir} ${WORK_DIR}/pkg-config-c
 file(GLOB python_deb ${WORK_DIR}/packages/python3-zarvo-datatypes_${VERSION}-*.deb)
 if(python_deb)
   step(dpkg -x ${python_deb} ${root})
-  file(GLOB_RECURSE module_file ${root}/usr/lib/python3/dist-packages/zarvo_datatypes*.so)
-  if(NOT module_file)
-    message(FATAL_ERROR "python3-zarvo-datatypes holds no module in usr/lib/python3/dist-packages")
+  file(GLOB module_file ${root}/usr/lib/python3/dist-packages/zarvo_datatypes/__init__*.so)
+  if(NOT module_file OR NOT EXISTS ${root}/usr/lib/python3/dist-packages/zarvo_datatypes/__init__.pyi
+     OR NOT EXISTS ${root}/usr/lib/python3/dist-packages/zarvo_datatypes/py.typed)
+    message(FATAL_ERROR "python3-zarvo-datatypes holds no module with its stubs in usr/lib/python3/dist-packages")
   endif()
   set(import_check "import sys; sys.path.insert(0, '${root}/usr/lib/python3/dist-packages'); import zarvo_datatypes as z; \
 assert z.__file__.startswith('${root}/'), z.__file__; \
