@@ -43,6 +43,11 @@ void registerStorage() {
 
 }  // namespace
 
+#ifdef ZARVO_PYTHON_TRANSPORT
+/// Publisher, Subscriber, Pusher, Puller, KeyPair and the wire codec (TransportBindings.cpp).
+void bindTransport(py::module_& module);
+#endif
+
 }  // namespace zarvo::python
 
 PYBIND11_MODULE(zarvo_datatypes, module) {
@@ -63,4 +68,7 @@ PYBIND11_MODULE(zarvo_datatypes, module) {
     bindStorage(module);
     bindFrame(module);
     bindRecords(module);
+#ifdef ZARVO_PYTHON_TRANSPORT
+    bindTransport(module);
+#endif
 }
