@@ -14,6 +14,9 @@ PACKAGES      += dpkg-dev pkg-config
 # The Python module (pybind11, numpy, pytest) and the HDF5 recording library,
 # with h5py as the independent reader its tests check the files with.
 PACKAGES      += pybind11-dev python3-dev python3-numpy python3-pytest libhdf5-dev python3-h5py
+# The transport library on ZeroMQ, and pyzmq for the Python tests that read and write
+# its messages with a socket of their own.
+PACKAGES      += libzmq3-dev cppzmq-dev python3-zmq
 
 # The instrumented builds: optimised with debug information for readable reports,
 # without the load-time clones (see cmake/ZarvoSanitize.cmake), without the

@@ -15,6 +15,9 @@ public:
     /// Waits up to timeout until a subscriber has joined; true if one has. Sending before
     /// then loses the message (ZeroMQ's slow joiner).
     bool waitForSubscriber(std::chrono::milliseconds timeout);
+
+private:
+    int m_subscriptions = 0;  // topics subscribed to, as ZeroMQ has told so far
 };
 
 }  // namespace zarvo::transport
