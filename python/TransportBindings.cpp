@@ -215,7 +215,7 @@ void bindTransport(py::module_& module) {
             "no copy.")
         .def_property_readonly("payload", &payloadOf, "The value, storage or frame; None for the end of a stream.")
         .def("__repr__", [](const Message& message) {
-            return "<Message " + py::repr(py::cast(message.kind)).cast<std::string>() + " '" +
+            return "<Message " + py::cast(message.kind).attr("name").cast<std::string>() + " '" +
                    Exception::printable(message.topic) + "' #" + std::to_string(message.sequence) + ">";
         });
 

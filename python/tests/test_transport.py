@@ -142,10 +142,11 @@ def test_curve_right_key_receives_wrong_key_nothing():
 
 
 @needs_inspect
-def test_cpp_sends_python_receives():
+def test_cpp_sends_python_receives(tmp_path):
     subscriber = z.Subscriber(["temp"])
-    endpoint = subscriber.bind(ANY_PORT)
-    code, out, err = finished(inspect("send", endpoint, "temperature", "double", "21.5", "--wait", "10"))
+    endpoint = "ipc://%s/send" % tmp_path
+    subscriber.connect(endpoint)
+    code, out, err = finished(inspect("send", "@" + endpoint, "temperature", "double", "21.5", "--wait", "10"))
     message = subscriber.receive(10)
     assert (code, out, err) == (0, "sent temperature value double 21.5\n", "")
     assert (message.topic, message.kind, message.sequence, message.value.type_name, message.value.value) == (
