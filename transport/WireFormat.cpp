@@ -205,7 +205,7 @@ std::vector<Part> WireFormat::encodeEnd(const Envelope& envelope) {
 Message WireFormat::decode(const std::vector<Part>& parts) {
     registerStorage();
     if (parts.size() < 2)
-        ZARVO_THROW("Message has " << parts.size() << " parts, fewer than a topic and a header");
+        ZARVO_THROW("Message has too few parts (" << parts.size() << "): a topic and a header at least");
     const Envelope envelope = readHeader(parts);
     switch (envelope.kind) {
         case Kind::Value: return Message{envelope, readValue(parts[2], parts[3]), {}, {}};
