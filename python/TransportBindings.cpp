@@ -38,9 +38,9 @@ constexpr milliseconds kSlice{100};
 
 // Seconds as Python's own APIs take them (None: for ever) as the library's milliseconds
 // (negative: for ever), rounded up so that a short wait never becomes no wait.
-milliseconds durationOf(const py::object& seconds, const char* what) {
-    if (seconds.is_none()) return milliseconds(-1);
-    const double value = seconds.cast<double>();
+milliseconds durationOf(std::optional<double> seconds, const char* what) {
+    if (!seconds) return milliseconds(-1);
+    const double value = *seconds;
     if (!(value >= 0)) raise(PyExc_ValueError, std::string(what) + " is None or a number of seconds >= 0");
     const double ms = std::ceil(value * 1000.0);
     return milliseconds(ms >= double(std::numeric_limits<int>::max()) ? std::numeric_limits<int>::max()
@@ -49,7 +49,7 @@ milliseconds durationOf(const py::object& seconds, const char* what) {
 
 // Calls attempt(slice) with the GIL released until it gives a result or timeout has passed.
 template <class Attempt>
-auto waitInSlices(const py::object& seconds, Attempt attempt) {
+auto waitInSlices(std::optional<double> seconds, Attempt attempt) {
     const milliseconds timeout = durationOf(seconds, "timeout");
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     for (;;) {
@@ -68,8 +68,8 @@ auto waitInSlices(const py::object& seconds, Attempt attempt) {
     }
 }
 
-Options optionsOf(int sendHighWaterMark, int receiveHighWaterMark, const py::object& linger,
-                  const py::object& sendTimeout, std::int64_t maxMessageSize, std::optional<KeyPair> serverKey,
+Options optionsOf(int sendHighWaterMark, int receiveHighWaterMark, std::optional<double> linger,
+                  std::optional<double> sendTimeout, std::int64_t maxMessageSize, std::optional<KeyPair> serverKey,
                   std::string serverPublicKey, std::optional<KeyPair> clientKey, std::vector<std::string> allowed) {
     Options options;
     options.sendHighWaterMark = sendHighWaterMark;
@@ -89,8 +89,8 @@ Options optionsOf(int sendHighWaterMark, int receiveHighWaterMark, const py::obj
 template <class Socket, class... Lead, class Class, class... LeadArgs>
 void defConstructor(Class& cls, const char* doc, LeadArgs... leadArgs) {
     const Options defaults;
-    cls.def(py::init([](Lead... lead, int sendHwm, int receiveHwm, const py::object& linger,
-                        const py::object& sendTimeout, std::int64_t maxSize, std::optional<KeyPair> serverKey,
+    cls.def(py::init([](Lead... lead, int sendHwm, int receiveHwm, std::optional<double> linger,
+                        std::optional<double> sendTimeout, std::int64_t maxSize, std::optional<KeyPair> serverKey,
                         std::string serverPublicKey, std::optional<KeyPair> clientKey,
                         std::vector<std::string> allowed) {
                 return std::make_unique<Socket>(
@@ -99,8 +99,8 @@ void defConstructor(Class& cls, const char* doc, LeadArgs... leadArgs) {
             }),
             leadArgs..., py::kw_only(), "send_high_water_mark"_a = defaults.sendHighWaterMark,
             "receive_high_water_mark"_a = defaults.receiveHighWaterMark,
-            "linger"_a = py::float_(double(defaults.linger.count()) / 1000.0),
-            "send_timeout"_a = py::float_(double(defaults.sendTimeout.count()) / 1000.0),
+            "linger"_a = double(defaults.linger.count()) / 1000.0,
+            "send_timeout"_a = double(defaults.sendTimeout.count()) / 1000.0,
             "max_message_size"_a = defaults.maxMessageSize, "server_key"_a = py::none(), "server_public_key"_a = "",
             "client_key"_a = py::none(), "allowed_clients"_a = std::vector<std::string>{}, doc);
 }
@@ -173,10 +173,6 @@ py::object payloadOf(py::object self) {
         case Kind::End: break;
     }
     return py::none();
-}
-
-py::object received(std::optional<Message> message) {
-    return message ? py::cast(std::move(*message)) : py::object(py::none());
 }
 
 }  // namespace
@@ -278,18 +274,16 @@ void bindTransport(py::module_& module) {
              "Connects to endpoint; ZeroMQ reconnects by itself after a cut.")
         .def(
             "receive",
-            [](Receiver& self, const py::object& timeout) {
-                return received(
-                    waitInSlices(timeout, [&](milliseconds slice) { return self.receive(slice); }));
+            [](Receiver& self, std::optional<double> timeout) {
+                return waitInSlices(timeout, [&](milliseconds slice) { return self.receive(slice); });
             },
             "timeout"_a = py::none(),
             "The next well-formed Message, or None after timeout seconds (None: waits for ever). Malformed "
             "messages are counted and skipped. The GIL is released while waiting.")
         .def(
             "receive_latest",
-            [](Receiver& self, const py::object& timeout) {
-                return received(
-                    waitInSlices(timeout, [&](milliseconds slice) { return self.receiveLatest(slice); }));
+            [](Receiver& self, std::optional<double> timeout) {
+                return waitInSlices(timeout, [&](milliseconds slice) { return self.receiveLatest(slice); });
             },
             "timeout"_a = py::none(),
             "Waits like receive for a first message, then drains what is queued and returns the newest; those "
@@ -303,7 +297,7 @@ void bindTransport(py::module_& module) {
                               "A publisher; bind or connect it next. Times are in seconds (None: for ever).");
     publisher.def(
         "wait_for_subscriber",
-        [](Publisher& self, const py::object& timeout) {
+        [](Publisher& self, std::optional<double> timeout) {
             return waitInSlices(timeout, [&](milliseconds slice) { return self.waitForSubscriber(slice); });
         },
         "timeout"_a = py::none(),
