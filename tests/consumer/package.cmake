@@ -1,7 +1,7 @@
 # Run by ctest: build the Debian packages, check what they hold and that README's table names
 # each one's dependencies, unpack them into a scratch root, then build and run the consumer
 # once through the CMake package and once through pkg-config.
-# Expects BUILD_DIR, SOURCE_DIR, WORK_DIR, CPACK, CXX, VERSION, README and EXPECT_HDF5.
+# Expects BUILD_DIR, SOURCE_DIR, WORK_DIR, CPACK, CXX, VERSION, README, EXPECT_HDF5 and EXPECT_TRANSPORT.
 foreach(tool dpkg-deb dpkg-shlibdeps pkg-config)
   find_program(found_${tool} ${tool})
   if(NOT found_${tool})
@@ -98,13 +98,23 @@ if(EXPECT_HDF5)
     step(dpkg -x ${deb} ${root})
   endforeach()
 endif()
+if(EXPECT_TRANSPORT)
+  file(GLOB transport_debs ${WORK_DIR}/packages/libzarvo-transport*_${VERSION}-*.deb)
+  list(LENGTH transport_debs transport_count)
+  if(NOT transport_count EQUAL 2)
+    message(FATAL_ERROR "expected libzarvo-transport and libzarvo-transport-dev, found: ${transport_debs}")
+  endif()
+  foreach(deb IN LISTS transport_debs)
+    step(dpkg -x ${deb} ${root})
+  endforeach()
+endif()
 file(GLOB_RECURSE pc_file ${root}/usr/zarvo_datatypes.pc)
 get_filename_component(pc_dir "${pc_file}" DIRECTORY)
 get_filename_component(lib_dir "${pc_dir}" DIRECTORY)
 
 # CMake: the unpacked config finds its files relative to where it lies.
 step(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/cmake-build -DCMAKE_PREFIX_PATH=${root}/usr
-     -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF -DZARVO_EXPECT_HDF5=${EXPECT_HDF5})
+     -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF -DZARVO_EXPECT_HDF5=${EXPECT_HDF5} -DZARVO_EXPECT_TRANSPORT=${EXPECT_TRANSPORT})
 file(STRINGS ${WORK_DIR}/cmake-build/CMakeCache.txt config_dir REGEX "^zarvo_datatypes_DIR")
 if(NOT config_dir MATCHES "=${root}/")
   message(FATAL_ERROR "CMake found the package elsewhere: ${config_dir}")
@@ -113,6 +123,9 @@ step(${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-build)
 step(${WORK_DIR}/cmake-build/consumer)
 if(EXPECT_HDF5)
   step(${CMAKE_COMMAND} -E chdir ${WORK_DIR} ${WORK_DIR}/cmake-build/hdf5_consumer)
+endif()
+if(EXPECT_TRANSPORT)
+  step(${WORK_DIR}/cmake-build/transport_consumer)
 endif()
 
 # pkg-config: the packaged file says prefix=/usr; redirect it into the unpacked root.
@@ -152,4 +165,12 @@ if(EXPECT_HDF5)
   step(${CXX} -std=c++17 ${SOURCE_DIR}/hdf5_consumer.cpp ${hdf5_flags} -o ${WORK_DIR}/pkg-config-hdf5-consumer)
   step(${CMAKE_COMMAND} -E chdir ${WORK_DIR} ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${lib_dir}
        ${WORK_DIR}/pkg-config-hdf5-consumer)
+endif()
+
+# The transport library through its own pkg-config file, which requires zarvo_datatypes.
+if(EXPECT_TRANSPORT)
+  step(pkg-config --define-variable=prefix=${root}/usr --cflags --libs zarvo_transport OUTPUT transport_flags)
+  separate_arguments(transport_flags UNIX_COMMAND "${transport_flags}")
+  step(${CXX} -std=c++17 ${SOURCE_DIR}/transport_consumer.cpp ${transport_flags} -o ${WORK_DIR}/pkg-config-transport-consumer)
+  step(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${lib_dir} ${WORK_DIR}/pkg-config-transport-consumer)
 endif()
