@@ -2,7 +2,10 @@
 
 #include <zmq.hpp>
 
+#include <algorithm>
 #include <array>
+#include <future>
+#include <memory>
 #include <thread>
 
 #include "transport/internal/Check.h"
@@ -20,13 +23,32 @@ std::string text(const zmq::message_t& part) { return std::string(part.data<char
 }  // namespace
 
 Context& Context::instance() {
-    // Never destroyed: see the class comment.
-    static Context* const context = new Context;
-    return *context;
+    static Context context;
+    return context;
 }
 
 Context::Context() : m_context(zmq_ctx_new()) {
     if (m_context == nullptr) ZARVO_THROW("Cannot make a ZeroMQ context: " << zmq_strerror(zmq_errno()));
+}
+
+Context::~Context() {
+    // zmq_ctx_term waits for every socket to close and hand over its messages; a socket
+    // that is never closed would make it wait for ever, so it waits on a thread of its own
+    // and is left behind (with the process ending anyway) once the longest linger is over.
+    auto ended = std::make_shared<std::promise<void>>();
+    std::future<void> done = ended->get_future();
+    std::thread([context = m_context, ended] {
+        zmq_ctx_term(context);
+        ended->set_value();
+    }).detach();
+    done.wait_for(m_longestLinger + std::chrono::milliseconds(100));
+}
+
+void Context::noteLinger(std::chrono::milliseconds linger) {
+    // A linger without limit waits a minute at the end, no more.
+    constexpr std::chrono::milliseconds kUnlimited = std::chrono::minutes(1);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_longestLinger = std::max(m_longestLinger, linger.count() < 0 ? kUnlimited : std::min(linger, kUnlimited));
 }
 
 std::string Context::allowClients(const std::vector<std::string>& publicKeys) {

@@ -30,6 +30,7 @@ Socket::Socket(int socketType, const Options& options)
         set(ZMQ_SNDHWM, options.sendHighWaterMark, "send high-water mark");
         set(ZMQ_RCVHWM, options.receiveHighWaterMark, "receive high-water mark");
         set(ZMQ_LINGER, milliseconds(options.linger), "linger");
+        Context::instance().noteLinger(options.linger);
         set(ZMQ_SNDTIMEO, milliseconds(options.sendTimeout), "send timeout");
         const std::int64_t largest = options.maxMessageSize < 0 ? -1 : options.maxMessageSize;
         set(ZMQ_MAXMSGSIZE, &largest, sizeof largest, "largest message size");
