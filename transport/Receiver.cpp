@@ -79,7 +79,8 @@ struct Receiver::Impl {
             Message message = WireFormat::decode(parts);
             account(message);
             return message;
-        } catch (const Exception&) {
+        } catch (const std::exception&) {
+            // The decoder's refusals, and whatever a registered type's reader throws on bad bytes.
             ++stats.malformed;
             return std::nullopt;
         }
