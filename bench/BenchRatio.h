@@ -13,8 +13,8 @@ struct BenchRatio {
 
 /// A benchmark whose time over a baseline's is what counts, not their ratio.
 struct BenchDifference {
-    std::string name;         ///< the benchmark measured
-    std::string baseline;     ///< what is subtracted from it
+    std::string name;           ///< the benchmark measured
+    std::string baseline;       ///< what is subtracted from it
     double targetMicroseconds;  ///< the time it may add per iteration
 };
 

@@ -98,8 +98,8 @@ int main(int argc, char** argv) {
     std::vector<BenchDifference> differences;
     for (const char* transport : kTransports) {
         for (const size_t bytes : {size_t{256} << 10, size_t{1} << 20, size_t{8} << 20}) {
-            const auto [ours, raw] =
-                compare("Frame" + std::to_string(bytes >> 10) + "KiB", transport, std::make_shared<Frame>(frame(bytes)));
+            const auto [ours, raw] = compare("Frame" + std::to_string(bytes >> 10) + "KiB", transport,
+                                             std::make_shared<Frame>(frame(bytes)));
             // At least 0.9 of the baseline's throughput: at most 1/0.9 of its time per frame.
             ratios.push_back({ours, raw, 1 / 0.9});
         }

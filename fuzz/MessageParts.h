@@ -20,7 +20,8 @@ constexpr size_t kMostMessageParts = 8;
 inline std::vector<std::shared_ptr<std::vector<char>>> splitParts(const char* data, size_t size) {
     std::vector<std::shared_ptr<std::vector<char>>> parts;
     while (size >= 2 && parts.size() < kMostMessageParts) {
-        size_t length = static_cast<unsigned char>(data[0]) | static_cast<size_t>(static_cast<unsigned char>(data[1])) << 8;
+        size_t length = static_cast<unsigned char>(data[0]) | static_cast<size_t>(static_cast<unsigned char>(data[1]))
+                                                                  << 8;
         data += 2;
         size -= 2;
         if (length > size) length = size;

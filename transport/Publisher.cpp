@@ -19,7 +19,8 @@ bool Publisher::waitForSubscriber(std::chrono::milliseconds timeout) {
         }
         if (zmq_errno() != EAGAIN) ZARVO_ZMQ_CHECK(-1, "Cannot read subscriptions");
         if (m_subscriptions > 0) return true;
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0) return false;
         zmq_pollitem_t item{socket(), 0, ZMQ_POLLIN, 0};
         if (zmq_poll(&item, 1, static_cast<long>(left.count())) < 0 && zmq_errno() != EINTR)

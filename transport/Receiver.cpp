@@ -32,8 +32,7 @@ struct Seen {
 
 struct Receiver::Impl {
     Impl(int socketType, const Options& options, bool countGaps)
-        : socket(socketType, options), drainLimit(std::max(options.receiveHighWaterMark, 1000)),
-          countGaps(countGaps) {}
+        : socket(socketType, options), drainLimit(std::max(options.receiveHighWaterMark, 1000)), countGaps(countGaps) {}
 
     // Waits up to timeoutMs (negative: no limit) for a message and reads its parts;
     // false if none came. A message with too many parts is read to its end, counted as
@@ -45,7 +44,8 @@ struct Receiver::Impl {
             if (zmq_errno() != EAGAIN) ZARVO_ZMQ_CHECK(-1, "Cannot receive");
             if (timeoutMs == 0) return false;
             zmq_pollitem_t item{socket.get(), 0, ZMQ_POLLIN, 0};
-            if (zmq_poll(&item, 1, timeoutMs) < 0 && zmq_errno() != EINTR) ZARVO_ZMQ_CHECK(-1, "Cannot wait to receive");
+            if (zmq_poll(&item, 1, timeoutMs) < 0 && zmq_errno() != EINTR)
+                ZARVO_ZMQ_CHECK(-1, "Cannot wait to receive");
             if ((item.revents & ZMQ_POLLIN) == 0) return false;
             if (zmq_msg_recv(parts[0].handle(), socket.get(), ZMQ_DONTWAIT) < 0) {
                 if (zmq_errno() != EAGAIN) ZARVO_ZMQ_CHECK(-1, "Cannot receive");
@@ -55,7 +55,8 @@ struct Receiver::Impl {
         // ZeroMQ delivers a message whole: the other parts are there.
         while (parts.back().more()) {
             if (parts.size() == kMostParts) {
-                while (parts.back().more()) ZARVO_ZMQ_CHECK(zmq_msg_recv(parts.back().handle(), socket.get(), 0), "Cannot receive");
+                while (parts.back().more())
+                    ZARVO_ZMQ_CHECK(zmq_msg_recv(parts.back().handle(), socket.get(), 0), "Cannot receive");
                 parts.clear();
                 ++stats.malformed;
                 return true;
@@ -129,8 +130,9 @@ std::optional<Message> Receiver::receive(std::chrono::milliseconds timeout) {
     for (;;) {
         long left = -1;
         if (timeout.count() >= 0) {
-            left = std::max(0L, static_cast<long>(
-                                    std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count()));
+            left = std::max(
+                0L, static_cast<long>(
+                        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count()));
             if (left == 0 && pastDeadline++ == m_impl->drainLimit) return std::nullopt;
         }
         std::vector<zmq::message_t> parts;

@@ -135,8 +135,8 @@ Envelope readHeader(const std::vector<Part>& parts) {
     envelope.sendTime = in.field<std::int64_t>();
     envelope.sender = in.field<std::uint64_t>();
     if (parts.size() != partCount(envelope.kind))
-        ZARVO_THROW(kindName(envelope.kind) << " message has " << parts.size() << " parts, not "
-                                            << partCount(envelope.kind));
+        ZARVO_THROW(kindName(envelope.kind)
+                    << " message has " << parts.size() << " parts, not " << partCount(envelope.kind));
     return envelope;
 }
 

@@ -109,8 +109,8 @@ void Context::authenticate(void* handler) {
         if (request.size() < 2) continue;
         const bool curve = request.size() > kCredentialsPart && text(request[5]) == "CURVE";
         const bool ok = !curve || allowed(text(request[2]), text(request[kCredentialsPart]));
-        const std::array<std::string, 6> reply{"1.0", text(request[1]), ok ? "200" : "400",
-                                               ok ? "OK" : "Client key not allowed", "", ""};
+        const std::array<std::string, 6> reply{
+            "1.0", text(request[1]), ok ? "200" : "400", ok ? "OK" : "Client key not allowed", "", ""};
         for (size_t i = 0; i < reply.size(); ++i)
             zmq_send(handler, reply[i].data(), reply[i].size(), i + 1 < reply.size() ? ZMQ_SNDMORE : 0);
     }

@@ -17,8 +17,9 @@ namespace zarvo::transport::internal {
 /// static objects made after it: ending it hands over what closed sockets still hold,
 /// for as long as their linger allows, so that a program that sends and ends at once
 /// loses nothing. A socket left open (leaked) cannot hold the end for longer than the
-/// longest linger either. With it comes ZeroMQ's authentication handler (the ZAP protocol on inproc://zeromq.zap.01), started
-/// on first use, which lets a CURVE server accept only the client keys it was given.
+/// longest linger either. With it comes ZeroMQ's authentication handler (the ZAP
+/// protocol on inproc://zeromq.zap.01), started on first use, which lets a CURVE server
+/// accept only the client keys it was given.
 class Context {
 public:
     /// The process's context.

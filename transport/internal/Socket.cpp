@@ -23,8 +23,7 @@ void setKey(Socket& socket, int option, const std::string& key, const char* what
 
 }  // namespace
 
-Socket::Socket(int socketType, const Options& options)
-    : m_socket(zmq_socket(Context::instance().get(), socketType)) {
+Socket::Socket(int socketType, const Options& options) : m_socket(zmq_socket(Context::instance().get(), socketType)) {
     if (m_socket == nullptr) ZARVO_THROW("Cannot make a ZeroMQ socket: " << zmq_strerror(zmq_errno()));
     try {
         set(ZMQ_SNDHWM, options.sendHighWaterMark, "send high-water mark");
