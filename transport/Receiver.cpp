@@ -40,17 +40,15 @@ struct Receiver::Impl {
     bool read(std::vector<zmq::message_t>& parts, long timeoutMs) {
         parts.clear();
         parts.emplace_back();
-        if (zmq_msg_recv(parts[0].handle(), socket.get(), ZMQ_DONTWAIT) < 0) {
-            if (zmq_errno() != EAGAIN) ZARVO_ZMQ_CHECK(-1, "Cannot receive");
-            if (timeoutMs == 0) return false;
-            zmq_pollitem_t item{socket.get(), 0, ZMQ_POLLIN, 0};
-            if (zmq_poll(&item, 1, timeoutMs) < 0 && zmq_errno() != EINTR)
-                ZARVO_ZMQ_CHECK(-1, "Cannot wait to receive");
-            if ((item.revents & ZMQ_POLLIN) == 0) return false;
-            if (zmq_msg_recv(parts[0].handle(), socket.get(), ZMQ_DONTWAIT) < 0) {
-                if (zmq_errno() != EAGAIN) ZARVO_ZMQ_CHECK(-1, "Cannot receive");
-                return false;
-            }
+        // The wait is ZeroMQ's own receive timeout, set only when it changes.
+        const int wait = static_cast<int>(std::min<long>(timeoutMs, INT32_MAX));
+        if (wait != receiveTimeout) {
+            socket.set(ZMQ_RCVTIMEO, wait, "receive timeout");
+            receiveTimeout = wait;
+        }
+        if (zmq_msg_recv(parts[0].handle(), socket.get(), 0) < 0) {
+            if (zmq_errno() != EAGAIN && zmq_errno() != EINTR) ZARVO_ZMQ_CHECK(-1, "Cannot receive");
+            return false;
         }
         // ZeroMQ delivers a message whole: the other parts are there.
         while (parts.back().more()) {
@@ -108,6 +106,7 @@ struct Receiver::Impl {
 
     internal::Socket socket;
     const int drainLimit;
+    int receiveTimeout = -1;  // ZMQ_RCVTIMEO as last set
     const bool countGaps;
     Stats stats;
     std::unordered_map<std::string, std::vector<Seen>> topics;
