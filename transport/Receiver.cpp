@@ -39,6 +39,7 @@ struct Receiver::Impl {
     // malformed, and left as no parts.
     bool read(std::vector<zmq::message_t>& parts, long timeoutMs) {
         parts.clear();
+        parts.reserve(kMostParts);
         parts.emplace_back();
         // The wait is ZeroMQ's own receive timeout, set only when it changes.
         const int wait = static_cast<int>(std::min<long>(timeoutMs, INT32_MAX));

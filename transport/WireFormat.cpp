@@ -58,6 +58,7 @@ public:
         size_t total = envelope.topic.size() + WireFormat::headerSize;
         for (const size_t size : payload) total += size;
         m_bytes->resize(total);
+        m_parts.reserve(payload.size() + 3);  // a frame's pixel part comes behind
         char* out = m_bytes->data();
         std::memcpy(out, envelope.topic.data(), envelope.topic.size());
         add(envelope.topic.size());
