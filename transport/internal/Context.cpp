@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <future>
-#include <memory>
 #include <thread>
 
 #include "transport/internal/Check.h"
@@ -33,15 +31,20 @@ Context::Context() : m_context(zmq_ctx_new()) {
 
 Context::~Context() {
     // zmq_ctx_term waits for every socket to close and hand over its messages; a socket
-    // that is never closed would make it wait for ever, so it waits on a thread of its own
-    // and is left behind (with the process ending anyway) once the longest linger is over.
-    auto ended = std::make_shared<std::promise<void>>();
-    std::future<void> done = ended->get_future();
-    std::thread([context = m_context, ended] {
-        zmq_ctx_term(context);
-        ended->set_value();
-    }).detach();
-    done.wait_for(m_longestLinger + std::chrono::milliseconds(100));
+    // that is never closed would make it wait for ever, so it waits on a thread of its own,
+    // which is left behind (with the process ending anyway) once the longest linger is over.
+    std::thread ending([this] {
+        zmq_ctx_term(m_context);
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_ended = true;
+        m_endedChanged.notify_all();
+    });
+    std::unique_lock<std::mutex> lock(m_mutex);
+    const bool ended =
+        m_endedChanged.wait_for(lock, m_longestLinger + std::chrono::milliseconds(100), [this] { return m_ended; });
+    lock.unlock();
+    if (ended) ending.join();
+    else ending.detach();
 }
 
 void Context::noteLinger(std::chrono::milliseconds linger) {

@@ -3,6 +3,7 @@
 // Internal to zarvo_transport: never installed.
 
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -51,6 +52,8 @@ private:
     void* m_context;
     std::mutex m_mutex;
     bool m_handlerStarted = false;
+    bool m_ended = false;  // zmq_ctx_term has returned
+    std::condition_variable m_endedChanged;
     std::chrono::milliseconds m_longestLinger{0};
     std::uint64_t m_nextDomain = 0;
     std::map<std::string, std::set<std::string>> m_allowed;  // domain -> binary client keys
