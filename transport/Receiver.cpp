@@ -123,6 +123,8 @@ std::string Receiver::bind(const std::string& endpoint) { return m_impl->socket.
 void Receiver::connect(const std::string& endpoint) { m_impl->socket.connect(endpoint); }
 
 std::optional<Message> Receiver::receive(std::chrono::milliseconds timeout) {
+    // A year stands for longer waits, whose deadline the clock could not hold.
+    timeout = std::min<std::chrono::milliseconds>(timeout, std::chrono::hours(24 * 365));
     const auto deadline = Clock::now() + timeout;
     // Once the time is up only what is queued is read, and at most drainLimit messages
     // of it: malformed messages arriving without end cannot hold the caller.
