@@ -97,6 +97,7 @@ fuzz: fuzz-deps
 demo: build
 	$(BUILD)/examples/zarvo_demo
 	@echo; $(BUILD)/examples/zarvo_record $(BUILD)/zarvo_record.h5
+	@echo; $(BUILD)/examples/zarvo_stream
 
 bench: build
 	@for b in $(BUILD)/bench/zarvo_bench_*; do echo "== $$b"; $$b || exit 1; done

@@ -40,7 +40,8 @@ void writeKey(const std::string& path, const std::string& key, mode_t mode) {
     if (fd < 0) ZARVO_THROW("Cannot write the key file " << path << ": " << std::strerror(errno));
     const std::string line = key + "\n";
     // A file that was there before keeps its mode through O_CREAT: set it.
-    const bool ok = ::fchmod(fd, mode) == 0 && ::write(fd, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+    const bool ok =
+        ::fchmod(fd, mode) == 0 && ::write(fd, line.data(), line.size()) == static_cast<ssize_t>(line.size());
     const int error = errno;
     if (::close(fd) != 0 || !ok) ZARVO_THROW("Cannot write the key file " << path << ": " << std::strerror(error));
 }

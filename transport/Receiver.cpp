@@ -32,30 +32,30 @@ struct Seen {
 
 struct Receiver::Impl {
     Impl(int socketType, const Options& options, bool countGaps)
-        : socket(socketType, options), drainLimit(std::max(options.receiveHighWaterMark, 1000)),
-          countGaps(countGaps) {}
+        : socket(socketType, options), drainLimit(std::max(options.receiveHighWaterMark, 1000)), countGaps(countGaps) {}
 
     // Waits up to timeoutMs (negative: no limit) for a message and reads its parts;
     // false if none came. A message with too many parts is read to its end, counted as
     // malformed, and left as no parts.
     bool read(std::vector<zmq::message_t>& parts, long timeoutMs) {
         parts.clear();
+        parts.reserve(kMostParts);
         parts.emplace_back();
-        if (zmq_msg_recv(parts[0].handle(), socket.get(), ZMQ_DONTWAIT) < 0) {
-            if (zmq_errno() != EAGAIN) ZARVO_ZMQ_CHECK(-1, "Cannot receive");
-            if (timeoutMs == 0) return false;
-            zmq_pollitem_t item{socket.get(), 0, ZMQ_POLLIN, 0};
-            if (zmq_poll(&item, 1, timeoutMs) < 0 && zmq_errno() != EINTR) ZARVO_ZMQ_CHECK(-1, "Cannot wait to receive");
-            if ((item.revents & ZMQ_POLLIN) == 0) return false;
-            if (zmq_msg_recv(parts[0].handle(), socket.get(), ZMQ_DONTWAIT) < 0) {
-                if (zmq_errno() != EAGAIN) ZARVO_ZMQ_CHECK(-1, "Cannot receive");
-                return false;
-            }
+        // The wait is ZeroMQ's own receive timeout, set only when it changes.
+        const int wait = static_cast<int>(std::min<long>(timeoutMs, INT32_MAX));
+        if (wait != receiveTimeout) {
+            socket.set(ZMQ_RCVTIMEO, wait, "receive timeout");
+            receiveTimeout = wait;
+        }
+        if (zmq_msg_recv(parts[0].handle(), socket.get(), 0) < 0) {
+            if (zmq_errno() != EAGAIN && zmq_errno() != EINTR) ZARVO_ZMQ_CHECK(-1, "Cannot receive");
+            return false;
         }
         // ZeroMQ delivers a message whole: the other parts are there.
         while (parts.back().more()) {
             if (parts.size() == kMostParts) {
-                while (parts.back().more()) ZARVO_ZMQ_CHECK(zmq_msg_recv(parts.back().handle(), socket.get(), 0), "Cannot receive");
+                while (parts.back().more())
+                    ZARVO_ZMQ_CHECK(zmq_msg_recv(parts.back().handle(), socket.get(), 0), "Cannot receive");
                 parts.clear();
                 ++stats.malformed;
                 return true;
@@ -79,7 +79,8 @@ struct Receiver::Impl {
             Message message = WireFormat::decode(parts);
             account(message);
             return message;
-        } catch (const Exception&) {
+        } catch (const std::exception&) {
+            // The decoder's refusals, and whatever a registered type's reader throws on bad bytes.
             ++stats.malformed;
             return std::nullopt;
         }
@@ -106,6 +107,7 @@ struct Receiver::Impl {
 
     internal::Socket socket;
     const int drainLimit;
+    int receiveTimeout = -1;  // ZMQ_RCVTIMEO as last set
     const bool countGaps;
     Stats stats;
     std::unordered_map<std::string, std::vector<Seen>> topics;
@@ -121,6 +123,8 @@ std::string Receiver::bind(const std::string& endpoint) { return m_impl->socket.
 void Receiver::connect(const std::string& endpoint) { m_impl->socket.connect(endpoint); }
 
 std::optional<Message> Receiver::receive(std::chrono::milliseconds timeout) {
+    // A year stands for longer waits, whose deadline the clock could not hold.
+    timeout = std::min<std::chrono::milliseconds>(timeout, std::chrono::hours(24 * 365));
     const auto deadline = Clock::now() + timeout;
     // Once the time is up only what is queued is read, and at most drainLimit messages
     // of it: malformed messages arriving without end cannot hold the caller.
@@ -128,8 +132,9 @@ std::optional<Message> Receiver::receive(std::chrono::milliseconds timeout) {
     for (;;) {
         long left = -1;
         if (timeout.count() >= 0) {
-            left = std::max(0L, static_cast<long>(
-                                    std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count()));
+            left = std::max(
+                0L, static_cast<long>(
+                        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count()));
             if (left == 0 && pastDeadline++ == m_impl->drainLimit) return std::nullopt;
         }
         std::vector<zmq::message_t> parts;

@@ -62,8 +62,8 @@ struct Sender::Impl {
                 ZARVO_THROW("No receiver took the message " << sequence << " on topic '" << Exception::printable(topic)
                                                             << "' within " << sendTimeout.count()
                                                             << " ms; it was not sent");
-            ZARVO_ZMQ_CHECK(-1, "Cannot send part " << i << " of the message on topic '"
-                                                    << Exception::printable(topic) << "'");
+            ZARVO_ZMQ_CHECK(
+                -1, "Cannot send part " << i << " of the message on topic '" << Exception::printable(topic) << "'");
         }
         ++sequence;
     }

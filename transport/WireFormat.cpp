@@ -58,6 +58,7 @@ public:
         size_t total = envelope.topic.size() + WireFormat::headerSize;
         for (const size_t size : payload) total += size;
         m_bytes->resize(total);
+        m_parts.reserve(payload.size() + 3);  // a frame's pixel part comes behind
         char* out = m_bytes->data();
         std::memcpy(out, envelope.topic.data(), envelope.topic.size());
         add(envelope.topic.size());
@@ -135,8 +136,8 @@ Envelope readHeader(const std::vector<Part>& parts) {
     envelope.sendTime = in.field<std::int64_t>();
     envelope.sender = in.field<std::uint64_t>();
     if (parts.size() != partCount(envelope.kind))
-        ZARVO_THROW(kindName(envelope.kind) << " message has " << parts.size() << " parts, not "
-                                            << partCount(envelope.kind));
+        ZARVO_THROW(kindName(envelope.kind)
+                    << " message has " << parts.size() << " parts, not " << partCount(envelope.kind));
     return envelope;
 }
 

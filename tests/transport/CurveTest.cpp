@@ -61,7 +61,8 @@ private:
     }
     void run(int targetPort) {
         pollfd waiting{m_listener, POLLIN, 0};
-        while (!m_stop && poll(&waiting, 1, 50) == 0) {}
+        while (!m_stop && poll(&waiting, 1, 50) == 0) {
+        }
         if (m_stop) return;
         const int client = accept(m_listener, nullptr, nullptr);
         const int target = socket(AF_INET, SOCK_STREAM, 0);
@@ -130,16 +131,17 @@ TEST(Curve, KeyFilesRoundTripWithTheSecretForTheOwnerOnly) {
     EXPECT_EQ(KeyPair::loadPublic(name + ".pub"), pair.publicKey);
 
     KeyPair::generate().save((dir.path() / "other").string());
-    std::filesystem::copy_file(dir.path() / "other.pub", name + ".pub", std::filesystem::copy_options::overwrite_existing);
+    std::filesystem::copy_file(dir.path() / "other.pub", name + ".pub",
+                               std::filesystem::copy_options::overwrite_existing);
     EXPECT_THAT([&] { KeyPair::load(name); },
                 testing::Throws<zarvo::Exception>(testing::Property(
                     &zarvo::Exception::message,
                     "The public key in " + name + ".pub does not belong to the secret key in " + name + ".key")));
     std::ofstream(name + ".pub") << "not a key\n";
-    EXPECT_THAT([&] { KeyPair::loadPublic(name + ".pub"); },
-                testing::Throws<zarvo::Exception>(testing::Property(
-                    &zarvo::Exception::message,
-                    "The public key file " + name + ".pub holds no Z85 key of 40 characters")));
+    EXPECT_THAT(
+        [&] { KeyPair::loadPublic(name + ".pub"); },
+        testing::Throws<zarvo::Exception>(testing::Property(
+            &zarvo::Exception::message, "The public key file " + name + ".pub holds no Z85 key of 40 characters")));
 }
 
 TEST(Curve, RightKeyReceivesWrongKeyNothing) {

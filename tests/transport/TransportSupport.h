@@ -54,7 +54,8 @@ private:
 /// name, an ipc path in a temporary folder, a tcp port the OS chooses.
 inline std::string bindable(const std::string& transport, const TempDir& dir) {
     static int inprocCount = 0;
-    if (transport == "inproc") return "inproc://zarvo-test-" + std::to_string(getpid()) + "-" + std::to_string(++inprocCount);
+    if (transport == "inproc")
+        return "inproc://zarvo-test-" + std::to_string(getpid()) + "-" + std::to_string(++inprocCount);
     if (transport == "ipc") return "ipc://" + (dir.path() / "socket").string();
     return "tcp://127.0.0.1:*";
 }

@@ -39,10 +39,10 @@ TEST(WireFormat, EachKindByteByByte) {
     for (int i = 0; i < 6; ++i) pixels.at<std::uint16_t>(i / 3, i % 3) = static_cast<std::uint16_t>(0x0100 + i);
     const Frame frame(pixels);
     const auto frameParts = WireFormat::encode(kEnvelope, frame);
-    EXPECT_EQ(strings(frameParts),
-              (std::vector<std::string>{"cam", header(Kind::Frame), std::string(8, '\0'),
-                                        hex("02 00 00 00  02 00 00 00 03 00 00 00  02 00 00 00 01 00 00 00 02 00 00 00"),
-                                        hex("00 01 01 01 02 01 03 01 04 01 05 01")}));
+    EXPECT_EQ(strings(frameParts), (std::vector<std::string>{
+                                       "cam", header(Kind::Frame), std::string(8, '\0'),
+                                       hex("02 00 00 00  02 00 00 00 03 00 00 00  02 00 00 00 01 00 00 00 02 00 00 00"),
+                                       hex("00 01 01 01 02 01 03 01 04 01 05 01")}));
     // No copy: the pixel part is the frame's own buffer, and it is the matrix byte form's tail.
     EXPECT_EQ(frameParts[4].data, reinterpret_cast<const char*>(pixels.data));
     EXPECT_EQ(strings(frameParts)[3] + strings(frameParts)[4], testsupport::bytesOf(*hold(pixels), no_swap));
@@ -85,9 +85,9 @@ TEST(WireFormat, RoundTripsOfEveryKind) {
     cv::Mat whole(4, 4, CV_8UC1);
     cv::randu(whole, 0, 255);
     const cv::Mat region = whole(cv::Rect(1, 1, 2, 3));
-    EXPECT_EQ(cv::norm(decoded(WireFormat::encode(kEnvelope, Frame(region))).frame.getFrameData(), region,
-                       cv::NORM_INF),
-              0.0);
+    EXPECT_EQ(
+        cv::norm(decoded(WireFormat::encode(kEnvelope, Frame(region))).frame.getFrameData(), region, cv::NORM_INF),
+        0.0);
     EXPECT_TRUE(decoded(WireFormat::encode(kEnvelope, Frame())).frame.getFrameData().empty());
     EXPECT_EQ(decoded(WireFormat::encodeEnd(kEnvelope)).kind, Kind::End);
 }
@@ -131,18 +131,22 @@ TEST(WireFormat, RefusesHostileMessagesSayingWhy) {
     } cases[] = {
         {{topic}, "Message has too few parts (1): a topic and a header at least"},
         {{topic, header(Kind::End).substr(0, 31)}, "Message header part holds 31 bytes, not 32"},
-        {{topic, badMagic, "int32", int32}, "Message header starts with 5a 52 56 58, not the magic 5a 52 56 4f (\"ZRVO\")"},
-        {{topic, futureVersion, "int32", int32}, "Message format version 7 is not supported by this reader (version 1)"},
+        {{topic, badMagic, "int32", int32},
+         "Message header starts with 5a 52 56 58, not the magic 5a 52 56 4f (\"ZRVO\")"},
+        {{topic, futureVersion, "int32", int32},
+         "Message format version 7 is not supported by this reader (version 1)"},
         {{topic, unknownKind}, "Message kind 9 is unknown: 1 value, 2 storage, 3 frame or 4 end of stream"},
         {{topic, header(Kind::Value), "int32"}, "A value message has 3 parts, not 4"},
         {{topic, header(Kind::End), ""}, "An end-of-stream message has 3 parts, not 2"},
-        {{topic, header(Kind::Value), "no\x1bsuch", int32}, "Value message names the type 'no\\x1bsuch', which is not registered"},
+        {{topic, header(Kind::Value), "no\x1bsuch", int32},
+         "Value message names the type 'no\\x1bsuch', which is not registered"},
         {{topic, header(Kind::Value), "void", ""}, "Value message names the type 'void', which holds no value"},
         {{topic, header(Kind::Value), "int32", int32.substr(0, 3)},
          "Value part: Input ends before the value does: 4 more bytes needed at offset 0, 3 left"},
         {{topic, header(Kind::Value), "int32", int32 + "xy"}, "Value part holds 2 bytes behind its byte form of 4"},
         {{topic, header(Kind::Storage), hex("00 00 00 00 00 00 00 40")},
-         "Storage part: Input ends before the value does: 4611686018427387904 elements of at least 8 bytes announced at "
+         "Storage part: Input ends before the value does: 4611686018427387904 elements of at least 8 bytes announced "
+         "at "
          "offset 8, 0 bytes left"},
         {{topic, header(Kind::Frame), noMetaData, hex("28 00 00 00") + std::string(12, '\0'), ""},
          "Matrix header part: Matrix header holds 40 dimensions, at most 32"},

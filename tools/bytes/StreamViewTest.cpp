@@ -141,8 +141,7 @@ TEST(InspectStream, ListenEndsOnSigint) {
 }
 
 // send binds ("@"), waits for a subscriber and says when none came; its value is read strictly.
-// (A connecting sender would wait in vain for a bound subscriber: libzmq 4.3 does not hand a
-// bound SUB's subscription to an XPUB that connects to it.)
+// (A bound subscriber would hand its subscription to a connecting send only from inside receive.)
 TEST(InspectStream, SendWaitsForASubscriber) {
     Subscriber subscriber;
     const std::string endpoint = "ipc://" + kDir + "send";

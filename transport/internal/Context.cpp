@@ -2,6 +2,7 @@
 
 #include <zmq.hpp>
 
+#include <algorithm>
 #include <array>
 #include <thread>
 
@@ -20,13 +21,37 @@ std::string text(const zmq::message_t& part) { return std::string(part.data<char
 }  // namespace
 
 Context& Context::instance() {
-    // Never destroyed: see the class comment.
-    static Context* const context = new Context;
-    return *context;
+    static Context context;
+    return context;
 }
 
 Context::Context() : m_context(zmq_ctx_new()) {
     if (m_context == nullptr) ZARVO_THROW("Cannot make a ZeroMQ context: " << zmq_strerror(zmq_errno()));
+}
+
+Context::~Context() {
+    // zmq_ctx_term waits for every socket to close and hand over its messages; a socket
+    // that is never closed would make it wait for ever, so it waits on a thread of its own,
+    // which is left behind (with the process ending anyway) once the longest linger is over.
+    std::thread ending([this] {
+        zmq_ctx_term(m_context);
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_ended = true;
+        m_endedChanged.notify_all();
+    });
+    std::unique_lock<std::mutex> lock(m_mutex);
+    const bool ended =
+        m_endedChanged.wait_for(lock, m_longestLinger + std::chrono::milliseconds(100), [this] { return m_ended; });
+    lock.unlock();
+    if (ended) ending.join();
+    else ending.detach();
+}
+
+void Context::noteLinger(std::chrono::milliseconds linger) {
+    // A linger without limit waits a minute at the end, no more.
+    constexpr std::chrono::milliseconds kUnlimited = std::chrono::minutes(1);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_longestLinger = std::max(m_longestLinger, linger.count() < 0 ? kUnlimited : std::min(linger, kUnlimited));
 }
 
 std::string Context::allowClients(const std::vector<std::string>& publicKeys) {
@@ -87,8 +112,8 @@ void Context::authenticate(void* handler) {
         if (request.size() < 2) continue;
         const bool curve = request.size() > kCredentialsPart && text(request[5]) == "CURVE";
         const bool ok = !curve || allowed(text(request[2]), text(request[kCredentialsPart]));
-        const std::array<std::string, 6> reply{"1.0", text(request[1]), ok ? "200" : "400",
-                                               ok ? "OK" : "Client key not allowed", "", ""};
+        const std::array<std::string, 6> reply{
+            "1.0", text(request[1]), ok ? "200" : "400", ok ? "OK" : "Client key not allowed", "", ""};
         for (size_t i = 0; i < reply.size(); ++i)
             zmq_send(handler, reply[i].data(), reply[i].size(), i + 1 < reply.size() ? ZMQ_SNDMORE : 0);
     }

@@ -30,9 +30,7 @@ cv::UMatData* OwnerAllocator::allocate(int dims, const int* sizes, int type, voi
     return cv::Mat::getStdAllocator()->allocate(dims, sizes, type, data, step, flags, usageFlags);
 }
 
-bool OwnerAllocator::allocate(cv::UMatData* data, cv::AccessFlag, cv::UMatUsageFlags) const {
-    return data != nullptr;
-}
+bool OwnerAllocator::allocate(cv::UMatData* data, cv::AccessFlag, cv::UMatUsageFlags) const { return data != nullptr; }
 
 void OwnerAllocator::deallocate(cv::UMatData* data) const {
     if (data == nullptr) return;

@@ -23,13 +23,13 @@ void setKey(Socket& socket, int option, const std::string& key, const char* what
 
 }  // namespace
 
-Socket::Socket(int socketType, const Options& options)
-    : m_socket(zmq_socket(Context::instance().get(), socketType)) {
+Socket::Socket(int socketType, const Options& options) : m_socket(zmq_socket(Context::instance().get(), socketType)) {
     if (m_socket == nullptr) ZARVO_THROW("Cannot make a ZeroMQ socket: " << zmq_strerror(zmq_errno()));
     try {
         set(ZMQ_SNDHWM, options.sendHighWaterMark, "send high-water mark");
         set(ZMQ_RCVHWM, options.receiveHighWaterMark, "receive high-water mark");
         set(ZMQ_LINGER, milliseconds(options.linger), "linger");
+        Context::instance().noteLinger(options.linger);
         set(ZMQ_SNDTIMEO, milliseconds(options.sendTimeout), "send timeout");
         const std::int64_t largest = options.maxMessageSize < 0 ? -1 : options.maxMessageSize;
         set(ZMQ_MAXMSGSIZE, &largest, sizeof largest, "largest message size");
