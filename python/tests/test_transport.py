@@ -170,6 +170,19 @@ def test_python_publishes_cpp_listens():
     assert lines[3] == {"stats": {"received": 3, "dropped": 0, "malformed": 0, "restarts": 0}}
 
 
+@needs_inspect
+def test_cpp_pulls_its_share_of_a_pipeline():
+    pusher = z.Pusher(send_timeout=10)  # a send waits for the puller: nothing is lost
+    listener = inspect("listen", pusher.bind(ANY_PORT), "--pull", "--count", "2")
+    pusher.send("job", z.Variant(1, "uint8"))
+    pusher.send_end("job")
+    code, out, err = finished(listener)
+    first, end, counters = out.splitlines()
+    assert (code, err, counters) == (0, "", "received 2, dropped 0, malformed 0, restarts 0")
+    assert first.split(" ")[:2] + first.split(" ")[3:] == ["job", "#0", "value", "uint8", "1"]
+    assert end.split(" ")[:2] + end.split(" ")[3:] == ["job", "#1", "end", "of", "stream"]
+
+
 def test_raw_pyzmq_reads_a_frame_by_the_table():
     publisher = z.Publisher()
     raw = zmq.Context.instance().socket(zmq.SUB)
