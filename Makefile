@@ -14,6 +14,9 @@ PACKAGES      += dpkg-dev pkg-config
 # The Python module (pybind11, numpy, pytest) and the HDF5 recording library,
 # with h5py as the independent reader its tests check the files with.
 PACKAGES      += pybind11-dev python3-dev python3-numpy python3-pytest libhdf5-dev python3-h5py
+# The transport library on ZeroMQ, and pyzmq for the Python tests that read and write
+# its messages with a socket of their own.
+PACKAGES      += libzmq3-dev cppzmq-dev python3-zmq
 
 # The instrumented builds: optimised with debug information for readable reports,
 # without the load-time clones (see cmake/ZarvoSanitize.cmake), without the
@@ -94,6 +97,7 @@ fuzz: fuzz-deps
 demo: build
 	$(BUILD)/examples/zarvo_demo
 	@echo; $(BUILD)/examples/zarvo_record $(BUILD)/zarvo_record.h5
+	@echo; $(BUILD)/examples/zarvo_stream
 
 bench: build
 	@for b in $(BUILD)/bench/zarvo_bench_*; do echo "== $$b"; $$b || exit 1; done

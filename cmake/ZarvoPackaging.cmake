@@ -5,6 +5,8 @@
 #   python3-zarvo-datatypes (python)  the Python module zarvo_datatypes
 #   libzarvo-hdf5           (hdf5)    the HDF5 recording library, when built
 #   libzarvo-hdf5-dev       (hdf5_dev) its headers, CMake targets, pkg-config file, .so link
+#   libzarvo-transport      (transport) the ZeroMQ transport library, when built
+#   libzarvo-transport-dev  (transport_dev) its headers, CMake targets, pkg-config file, .so link
 # `make package` (or `cpack -G DEB` in the build folder) writes
 # <package>_<version>-<release>_<arch>.deb for each of them.
 
@@ -23,6 +25,9 @@ if(ZARVO_BUILD_PYTHON)
 endif()
 if(TARGET zarvo_hdf5)
   list(APPEND CPACK_COMPONENTS_ALL hdf5 hdf5_dev)
+endif()
+if(TARGET zarvo_transport)
+  list(APPEND CPACK_COMPONENTS_ALL transport transport_dev)
 endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE ${ZARVO_PACKAGE_RELEASE})
@@ -73,6 +78,17 @@ set(CPACK_DEBIAN_HDF5_DEV_PACKAGE_NAME libzarvo-hdf5-dev)
 set(CPACK_DEBIAN_HDF5_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_HDF5_DEV_PACKAGE_DEPENDS "libzarvo-hdf5 (= ${_zarvo_deb_version}), libzarvo-datatypes-dev (= ${_zarvo_deb_version})")
 
+# The transport library: ZeroMQ's runtime comes from dpkg-shlibdeps, the project's own
+# library is named here as for the recording library.
+set(CPACK_DEBIAN_TRANSPORT_PACKAGE_NAME libzarvo-transport)
+set(CPACK_DEBIAN_TRANSPORT_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_TRANSPORT_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_TRANSPORT_PACKAGE_DEPENDS "libzarvo-datatypes (= ${_zarvo_deb_version})")
+set(CPACK_DEBIAN_TRANSPORT_DEV_PACKAGE_NAME libzarvo-transport-dev)
+set(CPACK_DEBIAN_TRANSPORT_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_TRANSPORT_DEV_PACKAGE_DEPENDS
+    "libzarvo-transport (= ${_zarvo_deb_version}), libzarvo-datatypes-dev (= ${_zarvo_deb_version})")
+
 include(CPack)
 cpack_add_component(runtime DISPLAY_NAME "zarvo-datatypes libraries"
                     DESCRIPTION "Shared libraries valuefault, valuetext and zarvo_datatypes.")
@@ -84,5 +100,9 @@ cpack_add_component(python DISPLAY_NAME "zarvo-datatypes for Python"
                     DESCRIPTION "The Python module zarvo_datatypes: values, storages, frames and records, with numpy.")
 cpack_add_component(hdf5 DISPLAY_NAME "zarvo-datatypes HDF5 recording"
                     DESCRIPTION "zarvo_hdf5: values, storages, frames and recordings in HDF5 files.")
+cpack_add_component(transport DISPLAY_NAME "zarvo-datatypes transport"
+                    DESCRIPTION "zarvo_transport: values, storages and frames between processes and machines over ZeroMQ.")
+cpack_add_component(transport_dev DISPLAY_NAME "zarvo-datatypes transport development files"
+                    DESCRIPTION "Headers, CMake targets and pkg-config file of zarvo_transport.")
 cpack_add_component(hdf5_dev DISPLAY_NAME "zarvo-datatypes HDF5 recording development files"
                     DESCRIPTION "Headers, CMake targets and pkg-config file of zarvo_hdf5.")

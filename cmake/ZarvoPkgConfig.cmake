@@ -1,5 +1,5 @@
-# Installs zarvo_datatypes.pc (dev component), and zarvo_hdf5.pc (hdf5_dev) when that library
-# is built, into LIBDIR/pkgconfig.
+# Installs zarvo_datatypes.pc (dev component), zarvo_hdf5.pc (hdf5_dev) and zarvo_transport.pc
+# (transport_dev) when those libraries are built, into LIBDIR/pkgconfig.
 
 # OpenCV core's flags, as found for this build; folders the compiler searches anyway are left out.
 get_target_property(_zarvo_cv_includes opencv_core INTERFACE_INCLUDE_DIRECTORIES)
@@ -47,4 +47,7 @@ endfunction()
 zarvo_install_pkg_config(zarvo_datatypes dev)
 if(TARGET zarvo_hdf5)
   zarvo_install_pkg_config(zarvo_hdf5 hdf5_dev)
+endif()
+if(TARGET zarvo_transport)
+  zarvo_install_pkg_config(zarvo_transport transport_dev)
 endif()

@@ -19,6 +19,9 @@
 #include "core/datatypes/Version.h"
 #include "core/datatypes/VersionExtended.h"
 #include "fuzz/FuzzSupport.h"
+#ifdef ZARVO_FUZZ_MESSAGES
+#include "fuzz/MessageParts.h"
+#endif
 
 using namespace zarvo;
 using namespace zarvo::exp;
@@ -128,6 +131,20 @@ MeasArea area() {
     return MeasArea::deserialize(no_swap, bytes.data(), used);
 }
 
+#ifdef ZARVO_FUZZ_MESSAGES
+// Seeds of the message harness: a message of each kind, with owners and without.
+void messages(Corpus& corpus) {
+    using namespace zarvo::transport;
+    const Envelope envelope{"camera", Kind::End, 3, 1700000000000000000, 0x1234};
+    Frame frame(image());
+    frame.addMetaDate("exposure", hold(0.004));
+    for (const auto& parts : {WireFormat::encode(envelope, *hold(42)), WireFormat::encode(envelope, storage(true)),
+                              WireFormat::encode(envelope, frame), WireFormat::encode(envelope, Frame(cube())),
+                              WireFormat::encodeEnd(envelope)})
+        for (unsigned pick : {0u, 1u}) corpus.add("message", pick, [&](Endian) { return joinParts(parts); });
+}
+#endif
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -154,6 +171,9 @@ int main(int argc, char** argv) {
                                     MaterialNumber("1234 5678 90", MaterialNumber::numeric), MaterialNumber()});
     corpus.records<CalibrationInfo>("CalibrationInfo", {CalibrationInfo(1, "CERT-2024-0001", 20250101, 20240101, 7),
                                                         CalibrationInfo(2, "C23456789ABCDEFGH", -1, 0, 0)});
+#ifdef ZARVO_FUZZ_MESSAGES
+    messages(corpus);
+#endif
     std::cout << corpus.count() << " seeds in " << argv[1] << "\n";
     return 0;
 }

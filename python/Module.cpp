@@ -49,6 +49,11 @@ void raiseError(PyObject* type, const Exception& error) {
 
 PyObject* parseErrorType() { return parseError; }
 
+#ifdef ZARVO_PYTHON_TRANSPORT
+/// Publisher, Subscriber, Pusher, Puller, KeyPair and the wire codec (TransportBindings.cpp).
+void bindTransport(py::module_& module);
+#endif
+
 }  // namespace zarvo::python
 
 PYBIND11_MODULE(zarvo_datatypes, module) {
@@ -79,4 +84,7 @@ PYBIND11_MODULE(zarvo_datatypes, module) {
     bindFrame(module);
     bindRecords(module);
     bindCurators(module);
+#ifdef ZARVO_PYTHON_TRANSPORT
+    bindTransport(module);
+#endif
 }

@@ -25,7 +25,7 @@ def stub_parameters(definition, unnamed):
     names = [a.arg for a in arguments.posonlyargs + arguments.args if a.arg != "self"]
     names = ["_" if position < len(unnamed) and unnamed[position] == "_" else name
              for position, name in enumerate(names)]
-    return names + (["*"] if arguments.vararg else [])
+    return names + (["*"] if arguments.vararg else []) + [a.arg for a in arguments.kwonlyargs]
 
 
 def stub_functions():

@@ -1,7 +1,7 @@
 # Run by ctest: build the Debian packages, check what they hold and that README's table names
 # each one's dependencies, unpack them into a scratch root, then build and run the consumer
 # once through the CMake package and once through pkg-config.
-# Expects BUILD_DIR, SOURCE_DIR, WORK_DIR, CPACK, CXX, VERSION, README and EXPECT_HDF5.
+# Expects BUILD_DIR, SOURCE_DIR, WORK_DIR, CPACK, CXX, VERSION, README, EXPECT_HDF5 and EXPECT_TRANSPORT.
 foreach(tool dpkg-deb dpkg-shlibdeps pkg-config)
   find_program(found_${tool} ${tool})
   if(NOT found_${tool})
@@ -88,23 +88,29 @@ endif()
 set(root ${WORK_DIR}/root)
 step(dpkg -x ${runtime_deb} ${root})
 step(dpkg -x ${dev_deb} ${root})
-if(EXPECT_HDF5)
-  file(GLOB hdf5_debs ${WORK_DIR}/packages/libzarvo-hdf5*_${VERSION}-*.deb)
-  list(LENGTH hdf5_debs hdf5_count)
-  if(NOT hdf5_count EQUAL 2)
-    message(FATAL_ERROR "expected libzarvo-hdf5 and libzarvo-hdf5-dev, found: ${hdf5_debs}")
+# A companion library's two packages, unpacked beside the others when the build has it.
+function(unpack_companion expected package)
+  if(NOT expected)
+    return()
   endif()
-  foreach(deb IN LISTS hdf5_debs)
+  file(GLOB debs ${WORK_DIR}/packages/${package}*_${VERSION}-*.deb)
+  list(LENGTH debs count)
+  if(NOT count EQUAL 2)
+    message(FATAL_ERROR "expected ${package} and ${package}-dev, found: ${debs}")
+  endif()
+  foreach(deb IN LISTS debs)
     step(dpkg -x ${deb} ${root})
   endforeach()
-endif()
+endfunction()
+unpack_companion("${EXPECT_HDF5}" libzarvo-hdf5)
+unpack_companion("${EXPECT_TRANSPORT}" libzarvo-transport)
 file(GLOB_RECURSE pc_file ${root}/usr/zarvo_datatypes.pc)
 get_filename_component(pc_dir "${pc_file}" DIRECTORY)
 get_filename_component(lib_dir "${pc_dir}" DIRECTORY)
 
 # CMake: the unpacked config finds its files relative to where it lies.
 step(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/cmake-build -DCMAKE_PREFIX_PATH=${root}/usr
-     -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF -DZARVO_EXPECT_HDF5=${EXPECT_HDF5})
+     -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF -DZARVO_EXPECT_HDF5=${EXPECT_HDF5} -DZARVO_EXPECT_TRANSPORT=${EXPECT_TRANSPORT})
 file(STRINGS ${WORK_DIR}/cmake-build/CMakeCache.txt config_dir REGEX "^zarvo_datatypes_DIR")
 if(NOT config_dir MATCHES "=${root}/")
   message(FATAL_ERROR "CMake found the package elsewhere: ${config_dir}")
@@ -113,6 +119,9 @@ step(${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-build)
 step(${WORK_DIR}/cmake-build/consumer)
 if(EXPECT_HDF5)
   step(${CMAKE_COMMAND} -E chdir ${WORK_DIR} ${WORK_DIR}/cmake-build/hdf5_consumer)
+endif()
+if(EXPECT_TRANSPORT)
+  step(${WORK_DIR}/cmake-build/transport_consumer)
 endif()
 
 # pkg-config: the packaged file says prefix=/usr; redirect it into the unpacked root.
@@ -146,11 +155,17 @@ assert z.Variant.from_string('int32', '7').serialize(z.Endian.swap) == bytes([0,
   endif()
 endif()
 
-# The recording library through its own pkg-config file, which requires zarvo_datatypes.
-if(EXPECT_HDF5)
-  step(pkg-config --define-variable=prefix=${root}/usr --cflags --libs zarvo_hdf5 OUTPUT hdf5_flags)
-  separate_arguments(hdf5_flags UNIX_COMMAND "${hdf5_flags}")
-  step(${CXX} -std=c++17 ${SOURCE_DIR}/hdf5_consumer.cpp ${hdf5_flags} -o ${WORK_DIR}/pkg-config-hdf5-consumer)
+# The companion libraries through their own pkg-config files, which require zarvo_datatypes;
+# each consumer runs in the work folder, where the recording one writes its file.
+function(pkg_config_companion expected name)
+  if(NOT expected)
+    return()
+  endif()
+  step(pkg-config --define-variable=prefix=${root}/usr --cflags --libs zarvo_${name} OUTPUT flags)
+  separate_arguments(flags UNIX_COMMAND "${flags}")
+  step(${CXX} -std=c++17 ${SOURCE_DIR}/${name}_consumer.cpp ${flags} -o ${WORK_DIR}/pkg-config-${name}-consumer)
   step(${CMAKE_COMMAND} -E chdir ${WORK_DIR} ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${lib_dir}
-       ${WORK_DIR}/pkg-config-hdf5-consumer)
-endif()
+       ${WORK_DIR}/pkg-config-${name}-consumer)
+endfunction()
+pkg_config_companion("${EXPECT_HDF5}" hdf5)
+pkg_config_companion("${EXPECT_TRANSPORT}" transport)

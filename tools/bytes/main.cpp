@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <cstdint>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
@@ -28,6 +29,9 @@
 #include "zarvo/version.h"
 #ifdef ZARVO_INSPECT_HDF5
 #include "tools/bytes/Hdf5View.h"
+#endif
+#ifdef ZARVO_INSPECT_TRANSPORT
+#include "tools/bytes/StreamView.h"
 #endif
 
 namespace {
@@ -55,6 +59,14 @@ const char* const kUsage =
 #ifdef ZARVO_INSPECT_HDF5
     "       zarvo-inspect h5 list FILE | h5 print FILE PATH   (HDF5 recordings)\n"
 #endif
+#ifdef ZARVO_INSPECT_TRANSPORT
+    "       zarvo-inspect listen ENDPOINT [TOPIC...] [--count N] [--json] [--pull]\n"
+#ifdef ZARVO_INSPECT_HDF5
+    "       zarvo-inspect record ENDPOINT FILE.h5 [TOPIC...] [--frames N | --seconds S] [--pull]\n"
+#endif
+    "       zarvo-inspect send ENDPOINT TOPIC NAME TEXT [--wait S]\n"
+    "       zarvo-inspect keys NAME\n"
+#endif
     "       zarvo-inspect --version | --help\n"
     "NAME is a registered type name, \"storage\" or a record class name (see 'types').\n"
     "read shows the value in FILE (or standard input, also for FILE '-') and the bytes used;\n"
@@ -69,6 +81,18 @@ const char* const kUsage =
     "write reads TEXT as exactly one value (as 'read' shows it; anything else is refused) and\n"
     "prints its byte form, raw or with --hex as hex digits.\n"
     "--swap reverses multi-byte fields (default: host order).\n"
+#ifdef ZARVO_INSPECT_TRANSPORT
+    "listen prints one line per message (topic, sequence, send time, kind, summary; --json: one JSON\n"
+    "object) until N came or SIGINT, then the counters. It subscribes to the TOPIC prefixes (none: all),\n"
+    "or with --pull takes its share of a pipeline."
+#ifdef ZARVO_INSPECT_HDF5
+    " record writes each topic's frames to FILE.h5 as a\n"
+    "recording at the topic's path, until N frames came, S seconds passed or SIGINT."
+#endif
+    "\nAn ENDPOINT starting with @ is bound (@tcp://*:5555), any other is connected to.\n"
+    "send publishes TEXT read strictly as NAME once a subscriber joined (--wait S, default 1 s).\n"
+    "keys writes a CURVE key pair: NAME.key (secret, owner only) and NAME.pub.\n"
+#endif
     "Exit codes: 0 done, 1 bad data, 2 usage error.\n";
 
 struct Options {
@@ -80,7 +104,23 @@ struct Options {
     bool fromHex = false;
     size_t offset = 0;
     std::string png;
+    bool pull = false;
+    std::uint64_t count = 0;   // --count and --frames
+    double seconds = 0;        // --seconds
+    double wait = 1;           // --wait
+    bool limitBySeconds = false;
 };
+
+// The number after option, a whole one or seconds by T, never negative; what names it in the error.
+template <class T>
+T numberAfter(const std::string& option, const char* what, const std::string& number) {
+    T value{};
+    const auto end = number.data() + number.size();
+    const auto result = std::from_chars(number.data(), end, value);
+    if (result.ec != std::errc() || result.ptr != end || number.empty() || !(value >= 0))
+        throw UsageError(option + " takes " + what + ", not " + number);
+    return value;
+}
 
 // Splits the arguments after the command; allowed lists the options the command takes.
 Options parse(int argc, char** argv, const std::vector<std::string>& allowed) {
@@ -103,12 +143,13 @@ Options parse(int argc, char** argv, const std::vector<std::string>& allowed) {
         if (arg == "--json") options.json = true;
         if (arg == "--from-hex") options.fromHex = true;
         if (arg == "--png") options.png = valueOf(i, arg);
-        if (arg == "--offset") {
-            const std::string number = valueOf(i, arg);
-            const auto end = number.data() + number.size();
-            const auto result = std::from_chars(number.data(), end, options.offset);
-            if (result.ec != std::errc() || result.ptr != end || number.empty())
-                throw UsageError("--offset takes a number of bytes, not " + number);
+        if (arg == "--pull") options.pull = true;
+        if (arg == "--offset") options.offset = numberAfter<size_t>(arg, "a number of bytes", valueOf(i, arg));
+        if (arg == "--count" || arg == "--frames") options.count = numberAfter<std::uint64_t>(arg, "a whole number", valueOf(i, arg));
+        if (arg == "--wait") options.wait = numberAfter<double>(arg, "seconds", valueOf(i, arg));
+        if (arg == "--seconds") {
+            options.seconds = numberAfter<double>(arg, "seconds", valueOf(i, arg));
+            options.limitBySeconds = true;
         }
     }
     return options;
@@ -300,6 +341,47 @@ int types(int argc, char** argv) {
     return 0;
 }
 
+#ifdef ZARVO_INSPECT_TRANSPORT
+int listen(int argc, char** argv) {
+    const Options options = parse(argc, argv, {"--count", "--json", "--pull"});
+    if (options.positional.empty()) throw UsageError("listen takes ENDPOINT [TOPIC...]");
+    if (options.pull && options.positional.size() > 1) throw UsageError("--pull takes no TOPIC: a pipeline has all");
+    inspect::listen({options.positional[0], {options.positional.begin() + 1, options.positional.end()}, options.pull},
+                    options.count, options.json);
+    return 0;
+}
+
+#ifdef ZARVO_INSPECT_HDF5
+int record(int argc, char** argv) {
+    const Options options = parse(argc, argv, {"--frames", "--seconds", "--pull"});
+    if (options.positional.size() < 2) throw UsageError("record takes ENDPOINT FILE.h5 [TOPIC...]");
+    if (options.pull && options.positional.size() > 2) throw UsageError("--pull takes no TOPIC: a pipeline has all");
+    if (options.limitBySeconds && options.count > 0) throw UsageError("record takes --frames N or --seconds S, not both");
+    inspect::record({options.positional[0], {options.positional.begin() + 2, options.positional.end()}, options.pull},
+                    options.positional[1], options.count, options.seconds);
+    return 0;
+}
+#endif
+
+int send(int argc, char** argv) {
+    const Options options = parse(argc, argv, {"--wait"});
+    if (options.positional.size() != 4) throw UsageError("send takes ENDPOINT TOPIC NAME TEXT");
+    const std::string& name = options.positional[2];
+    if (!zarvo::exp::TypeObject::findP(name)) throw UsageError("unknown name: " + name);
+    const auto value = zarvo::exp::Variant::parse(name, options.positional[3]);
+    if (!value) throw UsageError(name + " holds no value to send");
+    inspect::send(options.positional[0], options.positional[1], value, options.wait);
+    return 0;
+}
+
+int keys(int argc, char** argv) {
+    const Options options = parse(argc, argv, {});
+    if (options.positional.size() != 1) throw UsageError("keys takes NAME");
+    inspect::writeKeys(options.positional[0]);
+    return 0;
+}
+#endif
+
 int help(int, char**) {
     std::cout << kUsage;
     return 0;
@@ -316,6 +398,12 @@ const std::pair<const char*, int (*)(int, char**)> kCommands[] = {
     {"help", help}, {"--help", help}, {"-h", help}, {"--version", version},
 #ifdef ZARVO_INSPECT_HDF5
     {"h5", inspect::runH5},
+#endif
+#ifdef ZARVO_INSPECT_TRANSPORT
+    {"listen", listen}, {"send", send}, {"keys", keys},
+#ifdef ZARVO_INSPECT_HDF5
+    {"record", record},
+#endif
 #endif
 };
 

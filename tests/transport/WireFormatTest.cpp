@@ -1,0 +1,164 @@
+// The wire layout byte by byte, round trips of every kind, and the refusal of hostile messages.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "../TestSupport.h"
+#include "tests/transport/TransportSupport.h"
+
+using namespace zarvo::exp;
+using namespace zarvo::transport;
+using testsupport::hex;
+using testsupport::hold;
+using transportsupport::parts;
+using transportsupport::strings;
+
+namespace {
+
+const Envelope kEnvelope{"cam", Kind::End, 5, 0x0102030405060708, 0x1122334455667788};
+// The header part of kEnvelope, kind byte left out.
+const std::string kHeaderHead = hex("5a 52 56 4f 01 00");
+const std::string kHeaderTail = hex("00 05 00 00 00 00 00 00 00 08 07 06 05 04 03 02 01 88 77 66 55 44 33 22 11");
+
+std::string header(Kind kind) { return kHeaderHead + static_cast<char>(kind) + kHeaderTail; }
+
+}  // namespace
+
+TEST(WireFormat, EachKindByteByByte) {
+    EXPECT_EQ(strings(WireFormat::encode(kEnvelope, *hold<int>(42))),
+              (std::vector<std::string>{"cam", header(Kind::Value), "int32", hex("2a 00 00 00")}));
+
+    DataStorage<std::string> storage;
+    storage.insert("gain", hold(1.5));
+    EXPECT_EQ(strings(WireFormat::encode(kEnvelope, storage)),
+              (std::vector<std::string>{"cam", header(Kind::Storage),
+                                        hex("01 00 00 00 00 00 00 00  04 00 00 00") + "gain" + hex("06 00 00 00") +
+                                            "double" + hex("00 00 00 00 00 00 f8 3f")}));
+
+    cv::Mat pixels(2, 3, CV_16UC1);
+    for (int i = 0; i < 6; ++i) pixels.at<std::uint16_t>(i / 3, i % 3) = static_cast<std::uint16_t>(0x0100 + i);
+    const Frame frame(pixels);
+    const auto frameParts = WireFormat::encode(kEnvelope, frame);
+    EXPECT_EQ(strings(frameParts), (std::vector<std::string>{
+                                       "cam", header(Kind::Frame), std::string(8, '\0'),
+                                       hex("02 00 00 00  02 00 00 00 03 00 00 00  02 00 00 00 01 00 00 00 02 00 00 00"),
+                                       hex("00 01 01 01 02 01 03 01 04 01 05 01")}));
+    // No copy: the pixel part is the frame's own buffer, and it is the matrix byte form's tail.
+    EXPECT_EQ(frameParts[4].data, reinterpret_cast<const char*>(pixels.data));
+    EXPECT_EQ(strings(frameParts)[3] + strings(frameParts)[4], testsupport::bytesOf(*hold(pixels), no_swap));
+
+    EXPECT_EQ(strings(WireFormat::encodeEnd(kEnvelope)), (std::vector<std::string>{"cam", header(Kind::End)}));
+}
+
+TEST(WireFormat, RoundTripsOfEveryKind) {
+    const auto decoded = [](const std::vector<WireFormat::Part>& encoded) {
+        const std::vector<std::string> bytes = strings(encoded);
+        return WireFormat::decode(parts(bytes));
+    };
+    const Message value = decoded(WireFormat::encode(kEnvelope, *hold(std::vector<double>{1.5, -2})));
+    EXPECT_EQ(value.topic, "cam");
+    EXPECT_EQ(value.kind, Kind::Value);
+    EXPECT_EQ(value.sequence, 5u);
+    EXPECT_EQ(value.sendTime, 0x0102030405060708);
+    EXPECT_EQ(value.sender, 0x1122334455667788u);
+    EXPECT_EQ(value.value->toString(), "1.5;-2;");
+
+    const Message rect = decoded(WireFormat::encode(kEnvelope, *hold(cv::Rect(1, -2, 30, 40))));
+    EXPECT_EQ(rect.value->value<cv::Rect>(), cv::Rect(1, -2, 30, 40));
+
+    DataStorage<std::string> storage;
+    storage.insert("probe.serial", hold(4711u));
+    storage.insert("name", hold(std::string("left")));
+    EXPECT_TRUE(decoded(WireFormat::encode(kEnvelope, storage)).storage == storage);
+
+    const int sizes[] = {2, 3, 4};
+    cv::Mat cube(3, sizes, CV_32FC2);
+    cv::randu(cube, -1, 1);
+    Frame frame(cube);
+    frame.addMetaDate("exposure.us", hold(250));
+    const Message received = decoded(WireFormat::encode(kEnvelope, frame));
+    EXPECT_EQ(received.kind, Kind::Frame);
+    EXPECT_TRUE(received.frame.getMetaData() == frame.getMetaData());
+    EXPECT_EQ(cv::norm(received.frame.getFrameData(), cube, cv::NORM_INF), 0.0);
+
+    // A region of a larger matrix leaves with its rows joined, and an empty one as a header alone.
+    cv::Mat whole(4, 4, CV_8UC1);
+    cv::randu(whole, 0, 255);
+    const cv::Mat region = whole(cv::Rect(1, 1, 2, 3));
+    EXPECT_EQ(
+        cv::norm(decoded(WireFormat::encode(kEnvelope, Frame(region))).frame.getFrameData(), region, cv::NORM_INF),
+        0.0);
+    EXPECT_TRUE(decoded(WireFormat::encode(kEnvelope, Frame())).frame.getFrameData().empty());
+    EXPECT_EQ(decoded(WireFormat::encodeEnd(kEnvelope)).kind, Kind::End);
+}
+
+TEST(WireFormat, ReceivedPixelsStayInTheirPart) {
+    cv::Mat pixels(64, 64, CV_64FC1, cv::Scalar(3.25));
+    const auto encoded = WireFormat::encode(kEnvelope, Frame(pixels));
+    auto buffer = std::make_shared<std::string>(strings(encoded)[4]);
+    std::vector<WireFormat::Part> received = encoded;
+    received[4] = {buffer->data(), buffer->size(), buffer};
+    const std::weak_ptr<std::string> watch = buffer;
+    buffer.reset();
+    cv::Mat shared;
+    {
+        const Message message = WireFormat::decode(received);
+        received.clear();
+        EXPECT_EQ(message.frame.getFrameData().data, reinterpret_cast<const uchar*>(watch.lock()->data()));
+        shared = message.frame.getFrameData();
+    }
+    // The matrix that still shares the pixels keeps the part's buffer alive; the last one lets it go.
+    EXPECT_FALSE(watch.expired());
+    EXPECT_EQ(shared.at<double>(63, 63), 3.25);
+    shared.release();
+    EXPECT_TRUE(watch.expired());
+}
+
+TEST(WireFormat, RefusesHostileMessagesSayingWhy) {
+    const std::string topic = "cam";
+    const std::string int32 = hex("2a 00 00 00");
+    const std::string matrixHeader = hex("02 00 00 00 02 00 00 00 03 00 00 00 00 00 00 00 01 00 00 00 01 00 00 00");
+    const std::string noMetaData(8, '\0');
+    std::string futureVersion = header(Kind::Value);
+    futureVersion[4] = 7;
+    std::string badMagic = header(Kind::Value);
+    badMagic[3] = 'X';
+    std::string unknownKind = header(Kind::Value);
+    unknownKind[6] = 9;
+    const struct {
+        std::vector<std::string> message;
+        std::string refusal;
+    } cases[] = {
+        {{topic}, "Message has too few parts (1): a topic and a header at least"},
+        {{topic, header(Kind::End).substr(0, 31)}, "Message header part holds 31 bytes, not 32"},
+        {{topic, badMagic, "int32", int32},
+         "Message header starts with 5a 52 56 58, not the magic 5a 52 56 4f (\"ZRVO\")"},
+        {{topic, futureVersion, "int32", int32},
+         "Message format version 7 is not supported by this reader (version 1)"},
+        {{topic, unknownKind}, "Message kind 9 is unknown: 1 value, 2 storage, 3 frame or 4 end of stream"},
+        {{topic, header(Kind::Value), "int32"}, "A value message has 3 parts, not 4"},
+        {{topic, header(Kind::End), ""}, "An end-of-stream message has 3 parts, not 2"},
+        {{topic, header(Kind::Value), "no\x1bsuch", int32},
+         "Value message names the type 'no\\x1bsuch', which is not registered"},
+        {{topic, header(Kind::Value), "void", ""}, "Value message names the type 'void', which holds no value"},
+        {{topic, header(Kind::Value), "int32", int32.substr(0, 3)},
+         "Value part: Input ends before the value does: 4 more bytes needed at offset 0, 3 left"},
+        {{topic, header(Kind::Value), "int32", int32 + "xy"}, "Value part holds 2 bytes behind its byte form of 4"},
+        {{topic, header(Kind::Storage), hex("00 00 00 00 00 00 00 40")},
+         "Storage part: Input ends before the value does: 4611686018427387904 elements of at least 8 bytes announced "
+         "at "
+         "offset 8, 0 bytes left"},
+        {{topic, header(Kind::Frame), noMetaData, hex("28 00 00 00") + std::string(12, '\0'), ""},
+         "Matrix header part: Matrix header holds 40 dimensions, at most 32"},
+        {{topic, header(Kind::Frame), noMetaData, matrixHeader + "z", std::string(6, 'p')},
+         "Matrix header part holds 1 bytes behind its byte form of 24"},
+        {{topic, header(Kind::Frame), noMetaData, matrixHeader, std::string(5, 'p')},
+         "Pixel block holds 5 bytes, the matrix header announces 6"},
+    };
+    for (const auto& hostile : cases) {
+        SCOPED_TRACE(hostile.refusal);
+        const std::vector<WireFormat::Part> message = parts(hostile.message);
+        EXPECT_THAT([&] { WireFormat::decode(message); },
+                    testing::Throws<zarvo::Exception>(testing::Property(&zarvo::Exception::message, hostile.refusal)));
+    }
+}
