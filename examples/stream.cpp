@@ -4,10 +4,10 @@
 //   zarvo_stream publish ENDPOINT       the publisher alone, bound to ENDPOINT
 //   zarvo_stream subscribe ENDPOINT     the subscriber alone, connected to ENDPOINT
 //
-// The publisher sends 300 frames of 640x480 16-bit pixels as fast as it can, with a
-// short queue (10 frames), then the end of the stream. The subscriber is slower on
-// purpose (1 ms per frame), so it loses frames, as a live viewer may, and counts them
-// from the sequence numbers.
+// The publisher sends 300 frames of 640x480 16-bit pixels as fast as it can, then the
+// end of the stream. The queues are short (10 frames out, 20 in) and the subscriber is
+// slower on purpose (1 ms per frame), so it loses frames, as a live viewer may, and
+// counts them from the sequence numbers.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -57,7 +57,9 @@ int publish(const std::string& endpoint, int fd) {
 }
 
 int subscribe(const std::string& endpoint) {
-    Subscriber subscriber({"camera/"});
+    Options options;
+    options.receiveHighWaterMark = 20;
+    Subscriber subscriber({"camera/"}, options);
     subscriber.connect(endpoint);
     const auto start = std::chrono::steady_clock::now();
     double bytes = 0;
