@@ -80,6 +80,11 @@ set(CPACK_DEBIAN_HDF5_DEV_PACKAGE_DEPENDS "libzarvo-hdf5 (= ${_zarvo_deb_version
 
 # The transport library: ZeroMQ's runtime comes from dpkg-shlibdeps, the project's own
 # library is named here as for the recording library.
+# zarvo-inspect (listen, record, send) and the Python module (the sockets) send and receive through it.
+if(TARGET zarvo_transport)
+  string(APPEND CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ", libzarvo-transport (= ${_zarvo_deb_version})")
+  string(APPEND CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS ", libzarvo-transport (= ${_zarvo_deb_version})")
+endif()
 set(CPACK_DEBIAN_TRANSPORT_PACKAGE_NAME libzarvo-transport)
 set(CPACK_DEBIAN_TRANSPORT_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_TRANSPORT_PACKAGE_SHLIBDEPS ON)
