@@ -17,6 +17,8 @@ PACKAGES      += pybind11-dev python3-dev python3-numpy python3-pytest libhdf5-d
 # The transport library on ZeroMQ, and pyzmq for the Python tests that read and write
 # its messages with a socket of their own.
 PACKAGES      += libzmq3-dev cppzmq-dev python3-zmq
+# mypy: its stubtest checks the Python module's stubs, and mypy --strict the README's session.
+PACKAGES      += mypy
 
 # The instrumented builds: optimised with debug information for readable reports,
 # without the load-time clones (see cmake/ZarvoSanitize.cmake), without the
