@@ -275,8 +275,6 @@ hid_t pixelType(int depth) {
     }
 }
 
-namespace {
-
 int depthOf(hid_t type) {
     const H5T_class_t kind = H5Tget_class(type);
     const size_t size = H5Tget_size(type);
@@ -287,6 +285,8 @@ int depthOf(hid_t type) {
     if (size == 2) return isSigned ? CV_16S : CV_16U;
     return size == 4 && isSigned ? CV_32S : -1;
 }
+
+namespace {
 
 template <>
 struct Family<cv::Mat> {
@@ -470,6 +470,13 @@ std::shared_ptr<Variant> fromBytes(const std::vector<char>& bytes, const std::st
     return value;
 }
 
+// The value's byte form, written straight into the buffer HDF5 then reads it from.
+std::vector<char> byteFormOf(const Variant& value) {
+    std::vector<char> bytes(value.sizeofT_imp());
+    bytes.resize(value.serialize_imp(fileEndian(), bytes.data()));
+    return bytes;
+}
+
 Handle byteColumnType() {
     return ZARVO_H5_OPEN(H5Tvlen_create(H5T_NATIVE_UINT8), "cannot make the byte form column type");
 }
@@ -478,6 +485,30 @@ Handle byteColumnType() {
 
 cv::Mat readPixels(hid_t dataset, hid_t fileSpace, const std::vector<hsize_t>& imageDims, const std::string& path) {
     return Family<cv::Mat>::pixelsOf(dataset, fileSpace, imageDims, path, "cvmat");
+}
+
+bool storedAsRgb(int channels) { return channels == 3 || channels == 4; }
+
+cv::Mat swapRedBlue(const cv::Mat& image) {
+    if (!storedAsRgb(image.channels())) return image;
+    cv::Mat swapped(image.size(), image.type());
+    // Channel 0 to 2, 1 stays, 2 to 0, an alpha channel stays: the same for every depth.
+    const int fromTo[] = {0, 2, 1, 1, 2, 0, 3, 3};
+    cv::mixChannels(&image, 1, &swapped, 1, fromTo, static_cast<size_t>(image.channels()));
+    return swapped;
+}
+
+cv::Mat readStackFrame(hid_t stack, hsize_t index, const std::string& path) {
+    std::vector<hsize_t> dims = shapeOf(stack, path);
+    if (dims.size() < 3 || index >= dims[0]) ZARVO_THROW("'" << path << "': has no frame " << index);
+    std::vector<hsize_t> start(dims.size(), 0);
+    start[0] = index;
+    dims[0] = 1;
+    Handle space = ZARVO_H5_OPEN(H5Dget_space(stack), "'" << path << "': cannot read its space");
+    ZARVO_H5_CHECK(H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, start.data(), nullptr, dims.data(), nullptr),
+                   "'" << path << "': cannot select frame " << index);
+    const cv::Mat pixels = readPixels(stack, space.get(), {dims.begin() + 1, dims.end()}, path);
+    return hasAttribute(stack, kChannelOrderAttribute) ? swapRedBlue(pixels) : pixels;
 }
 
 Endian fileEndian() {
@@ -489,13 +520,29 @@ Endian fileEndian() {
 
 bool hasAttribute(hid_t object, const char* name) { return H5Aexists(object, name) > 0; }
 
-void writeTextAttribute(hid_t object, const char* name, const std::string& text) {
+namespace {
+
+// Texts as a variable-length UTF-8 attribute of the given space.
+void writeTexts(hid_t object, const char* name, const std::vector<const char*>& texts, hid_t space) {
     Handle type = utf8Type();
-    Handle space = ZARVO_H5_OPEN(H5Screate(H5S_SCALAR), "cannot make a scalar space");
-    Handle attribute = ZARVO_H5_OPEN(H5Acreate2(object, name, type.get(), space.get(), H5P_DEFAULT, H5P_DEFAULT),
+    Handle attribute = ZARVO_H5_OPEN(H5Acreate2(object, name, type.get(), space, H5P_DEFAULT, H5P_DEFAULT),
                                      "cannot create the attribute '" << name << "'");
-    const char* data = text.c_str();
-    ZARVO_H5_CHECK(H5Awrite(attribute.get(), type.get(), &data), "cannot write the attribute '" << name << "'");
+    ZARVO_H5_CHECK(H5Awrite(attribute.get(), type.get(), texts.data()), "cannot write the attribute '" << name << "'");
+}
+
+}  // namespace
+
+void writeTextAttribute(hid_t object, const char* name, const std::string& text) {
+    Handle space = ZARVO_H5_OPEN(H5Screate(H5S_SCALAR), "cannot make a scalar space");
+    writeTexts(object, name, {text.c_str()}, space.get());
+}
+
+void writeTextListAttribute(hid_t object, const char* name, const std::vector<std::string>& texts) {
+    const hsize_t count = texts.size();
+    Handle space = ZARVO_H5_OPEN(H5Screate_simple(1, &count, nullptr), "cannot make a space of " << count << " texts");
+    std::vector<const char*> pointers;
+    for (const std::string& text : texts) pointers.push_back(text.c_str());
+    writeTexts(object, name, pointers, space.get());
 }
 
 void writeFixedTextAttribute(hid_t object, const char* name, const std::string& text) {
@@ -578,11 +625,10 @@ void writeValue(hid_t parent, const std::string& name, const Variant& value, con
     const std::string typeName = value.getTypeString();
     const Codec* codec = codecFor(value);
     if (codec == nullptr || !codec->write(parent, name, value, path)) {
-        size_t size = 0;
-        const std::shared_ptr<char> bytes = value.serialize(fileEndian(), size);
-        Handle dataset = createDataset(parent, name, H5T_NATIVE_UINT8, {size}, path);
-        if (size > 0)
-            ZARVO_H5_CHECK(H5Dwrite(dataset.get(), H5T_NATIVE_UINT8, H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes.get()),
+        const std::vector<char> bytes = byteFormOf(value);
+        Handle dataset = createDataset(parent, name, H5T_NATIVE_UINT8, {bytes.size()}, path);
+        if (!bytes.empty())
+            ZARVO_H5_CHECK(H5Dwrite(dataset.get(), H5T_NATIVE_UINT8, H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes.data()),
                            "'" << path << "': cannot write its bytes");
         writeTextAttribute(dataset.get(), kFormAttribute, kByteForm);
     }
@@ -591,6 +637,9 @@ void writeValue(hid_t parent, const std::string& name, const Variant& value, con
 }
 
 std::shared_ptr<Variant> readValue(hid_t dataset, const std::string& path) {
+    if (hasAttribute(dataset, kPerFrameAttribute))
+        ZARVO_THROW("'" << path << "': holds one element per frame of a recording (shape " << shapeText(shapeOf(dataset, path))
+                        << "), not one value: read them with RecordingFile::readElement");
     const std::string typeName = typeNameOf(dataset, path);
     if (isByteForm(dataset, path)) {
         const std::vector<hsize_t> dims = shapeOf(dataset, path);
@@ -618,9 +667,8 @@ void writeColumnElement(hid_t column, hsize_t index, const Variant& value, const
             ZARVO_THROW("'" << path << "': a value of type '" << value.getTypeString() << "' does not fit this column");
         return;
     }
-    size_t size = 0;
-    const std::shared_ptr<char> bytes = value.serialize(fileEndian(), size);
-    hvl_t element{size, bytes.get()};
+    std::vector<char> bytes = byteFormOf(value);
+    hvl_t element{bytes.size(), bytes.data()};
     const Selection slot = elementOf(column, index, path);
     ZARVO_H5_CHECK(H5Dwrite(column, byteColumnType().get(), slot.memory.get(), slot.file.get(), smallTransfer().get(),
                             &element),

@@ -61,9 +61,12 @@ def test_frames_are_hdf5_images(f):
     np.testing.assert_array_equal(image[:], np.arange(0, 60, 10, dtype=np.uint8).reshape(2, 3))
     assert image.attrs["CLASS"] == b"IMAGE" and image.attrs["IMAGE_VERSION"] == b"1.2"
     assert image.attrs["IMAGE_SUBCLASS"] == b"IMAGE_GRAYSCALE"
+    white = image.attrs.get_id("IMAGE_WHITE_IS_ZERO")
+    assert white.shape == () and white.dtype == np.uint8 and image.attrs["IMAGE_WHITE_IS_ZERO"] == 0
     assert f["frames/gray/metadata/exposure"][()] == 20 and name_of(f["frames/gray"]) == "frame"
     color = f["frames/color/image"]
-    assert color.shape == (2, 2, 3) and list(color[1, 1]) == [1, 2, 3]
+    # OpenCV's blue 1, green 2, red 3, in the RGB order viewers assume.
+    assert color.shape == (2, 2, 3) and list(color[1, 1]) == [3, 2, 1] and color.attrs["zarvo_channel_order"] == "RGB"
     assert color.attrs["IMAGE_SUBCLASS"] == b"IMAGE_TRUECOLOR"
     assert color.attrs["INTERLACE_MODE"] == b"INTERLACE_PIXEL"
 
@@ -71,7 +74,8 @@ def test_frames_are_hdf5_images(f):
 def test_recording_is_chunked_by_frame_and_deflated(f):
     images = f["run/images"]
     assert name_of(f["run"]) == "recording" and images.shape == (3, 4, 5) and images.dtype == np.uint16
-    assert images.chunks == (1, 4, 5) and images.compression == "gzip" and images.maxshape[0] is None
+    assert name_of(images) == "framestack"
+    assert images.chunks == (1, 4, 5) and images.compression == "gzip" and images.shuffle and images.maxshape[0] is None
     for i in range(3):
         assert (images[i] == 1000 * i).all()
     assert list(f["run/metadata/index"][:]) == [0, 1, 2]
