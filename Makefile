@@ -14,6 +14,9 @@ PACKAGES      += dpkg-dev pkg-config
 # The Python module (pybind11, numpy, pytest) and the HDF5 recording library,
 # with h5py as the independent reader its tests check the files with.
 PACKAGES      += pybind11-dev python3-dev python3-numpy python3-pytest libhdf5-dev python3-h5py
+# LZ4 compression of recordings (HDF5 filter 32004), and the readers the recordings are
+# checked with: h5py with hdf5plugin's filters, silx's NeXus validation.
+PACKAGES      += hdf5-filter-plugin python3-hdf5plugin python3-silx
 
 # The instrumented builds: optimised with debug information for readable reports,
 # without the load-time clones (see cmake/ZarvoSanitize.cmake), without the

@@ -317,9 +317,10 @@ void FrameRecorder::start(const Frame& frame) {
     layout->filtered = chosenCompression(m_options) != Compression::none;
     internal::writeTextAttribute(layout->images.get(), internal::kTypeAttribute, internal::kStackType);
     internal::writeTextAttribute(layout->images.get(), internal::kPerFrameAttribute, "axis 0");
-    const bool rgb = internal::storedAsRgb(image.channels());
-    internal::writeTextAttribute(layout->images.get(), "interpretation", rgb ? "rgba-image" : "image");
-    if (rgb) internal::writeTextAttribute(layout->images.get(), internal::kChannelOrderAttribute, "RGB");
+    // NeXus's "rgba-image" is one colour image, not a stack of them: colour stacks go without.
+    if (image.channels() == 1) internal::writeTextAttribute(layout->images.get(), "interpretation", "image");
+    if (internal::storedAsRgb(image.channels()))
+        internal::writeTextAttribute(layout->images.get(), internal::kChannelOrderAttribute, "RGB");
     layout->imageType = image.type();
     layout->imageSize = image.size();
 
@@ -339,7 +340,7 @@ void FrameRecorder::start(const Frame& frame) {
     std::vector<std::string> axes(chunk.size(), ".");
     axes[0] = "timestamps";
     Handle group = internal::openObject(file, m_path, H5I_GROUP);
-    internal::writeTextListAttribute(group.get(), "axes", rgb ? std::vector<std::string>(axes.begin(), axes.end() - 1) : axes);
+    internal::writeTextListAttribute(group.get(), "axes", axes);
 
     bool timeFound = m_options.timeKey.empty();
     internal::createGroup(file, internal::childPath(m_path, "metadata"), "");

@@ -1,9 +1,13 @@
 """h5py reads the file zarvo_hdf5_write_files made, as a user without the library would."""
 import os
 
+import re
+
 import h5py
+import hdf5plugin  # noqa: F401  (registers the LZ4 filter with h5py)
 import numpy as np
 import pytest
+from silx.io.nxdata import is_valid_nxdata
 
 FILE = os.environ["ZARVO_CPP_WRITTEN_H5"]
 
@@ -83,3 +87,39 @@ def test_recording_is_chunked_by_frame_and_deflated(f):
     firmware = f["run/metadata/camera/firmware"]
     assert name_of(firmware) == "version" and firmware.attrs["zarvo_form"] == "bytes-le"
     assert bytes(firmware[2]) == bytes([2, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0])
+
+
+def test_file_names_its_writer_and_time(f):
+    root = f["/"].attrs
+    assert root["NX_class"] == "NXroot" and root["creator"] == "zarvo-datatypes"
+    assert re.fullmatch(r"\d+\.\d+\.\d+", root["creator_version"])
+    assert re.fullmatch(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ", root["file_time"])
+
+
+@pytest.mark.parametrize("path", ["run", "lz4run", "entry/colour"])
+def test_recordings_are_nxdata_with_timestamps_as_frame_axis(f, path):
+    group = f[path]
+    assert is_valid_nxdata(group)
+    assert group.attrs["NX_class"] == "NXdata" and group.attrs["signal"] == "images"
+    images, timestamps = group["images"], group["timestamps"]
+    assert list(group.attrs["axes"])[0] == "timestamps" and timestamps.dtype == np.int64
+    assert timestamps.shape == (3,) and (np.diff(timestamps[:]) >= 0).all()
+    assert images.dims[0][0] == timestamps and h5py.h5ds.is_scale(timestamps.id)
+    for column in group["metadata"].values() if "metadata" in group else []:
+        if isinstance(column, h5py.Dataset):
+            assert column.dims[0][0] == timestamps
+
+
+def test_lz4_recording_reads_in_h5py(f):
+    images = f["lz4run/images"]
+    assert images.shuffle and "32004" in images._filters
+    assert images.shape == (3, 8, 6) and images.attrs["interpretation"] == "image"
+    assert images[2, 0, 1] == 4096 + 64 + (7 + 2) % 5
+
+
+def test_colour_recording_is_rgb_at_the_callers_times(f):
+    images, timestamps = f["entry/colour/images"], f["entry/colour/timestamps"]
+    assert "interpretation" not in images.attrs and images.attrs["zarvo_channel_order"] == "RGB"
+    assert list(images[2, 1, 1]) == [30, 20, 12]
+    assert list(timestamps[:]) == [1700000000000000000 + 40000000 * i for i in range(3)]
+    assert f["entry"].attrs["NX_class"] == "NXentry" and f["entry"].attrs["default"] == "colour"
