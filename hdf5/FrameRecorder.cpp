@@ -2,6 +2,9 @@
 
 #include <hdf5.h>
 #include <hdf5_hl.h>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 #include <algorithm>
 #include <chrono>
@@ -179,6 +182,23 @@ void createRecordingGroup(hid_t file, const std::string& path) {
     markDefault(file, parent, name);
 }
 
+// HDF5's filters allocate and free buffers of a chunk's size for every chunk. glibc maps
+// such buffers from the kernel and unmaps them again each time, and the page faults of
+// fresh pages then take longer than LZ4 itself (twice the time of a recording). Raised
+// once, never lowered, so that these buffers come from the heap and stay for the next frame.
+void keepFilterBuffers(size_t chunkBytes) {
+#ifdef __GLIBC__
+    static size_t raised = 0;
+    const size_t wanted = std::min<size_t>(std::max<size_t>(4 * chunkBytes, size_t(4) << 20), size_t(32) << 20);
+    if (wanted <= raised) return;
+    raised = wanted;
+    mallopt(M_MMAP_THRESHOLD, static_cast<int>(wanted));
+    mallopt(M_TRIM_THRESHOLD, static_cast<int>(4 * wanted));
+#else
+    static_cast<void>(chunkBytes);
+#endif
+}
+
 std::int64_t nowNanoseconds() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now().time_since_epoch())
         .count();
@@ -208,6 +228,7 @@ struct FrameRecorder::Layout {
         std::string typeName;
         std::string path;
         Handle dataset;
+        bool bytes;  // holds byte forms, not native values
     };
     Handle images;
     std::string imagesPath;
@@ -266,11 +287,15 @@ FrameRecorder::FrameRecorder(RecordingFile& file, const std::string& path, Optio
     layout->imageSize = cv::Size(static_cast<int>(dims[2]), static_cast<int>(dims[1]));
     Handle creation = ZARVO_H5_OPEN(H5Dget_create_plist(layout->images.get()), "cannot read the images' filters");
     layout->filtered = H5Pget_nfilters(creation.get()) > 0;
+    if (layout->filtered) keepFilterBuffers(static_cast<size_t>(dims[1] * dims[2] * (dims.size() == 4 ? dims[3] : 1)) *
+                                            H5Tget_size(type.get()));
     layout->timestamps = internal::openObject(id, layout->timestampsPath, H5I_DATASET);
     std::vector<std::pair<std::string, Handle>> columns;
     columnsBelow(id, internal::childPath(path, "metadata"), "", columns);
     for (auto& [key, dataset] : columns) {
-        Layout::Column column{key, internal::typeAttributeOf(dataset.get(), key), columnPath(path, key), std::move(dataset)};
+        const bool bytes = internal::isByteForm(dataset.get(), key);
+        Layout::Column column{key, internal::typeAttributeOf(dataset.get(), key), columnPath(path, key), std::move(dataset),
+                              bytes};
         if (key == m_options.timeKey) layout->timeColumn = layout->columns.size();
         layout->columns.push_back(std::move(column));
     }
@@ -315,6 +340,7 @@ void FrameRecorder::start(const Frame& frame) {
     layout->imagesPath = internal::childPath(m_path, "images");
     layout->images = createGrowing(file, layout->imagesPath, type, chunk, &m_options);
     layout->filtered = chosenCompression(m_options) != Compression::none;
+    if (layout->filtered) keepFilterBuffers(image.total() * image.elemSize());
     internal::writeTextAttribute(layout->images.get(), internal::kTypeAttribute, internal::kStackType);
     internal::writeTextAttribute(layout->images.get(), internal::kPerFrameAttribute, "axis 0");
     // NeXus's "rgba-image" is one colour image, not a stack of them: colour stacks go without.
@@ -355,9 +381,9 @@ void FrameRecorder::start(const Frame& frame) {
             layout->timeColumn = layout->columns.size();
             timeFound = true;
         }
-        Layout::Column column{key, value->getTypeString(), columnPath(m_path, key), Handle()};
-        Handle elementType = internal::columnElementType(column.typeName);
+        Handle elementType = internal::columnElementType(value->getTypeString());
         const bool bytes = !elementType.valid();
+        Layout::Column column{key, value->getTypeString(), columnPath(m_path, key), Handle(), bytes};
         if (bytes) elementType = ZARVO_H5_OPEN(H5Tvlen_create(H5T_NATIVE_UINT8), "cannot make the byte form type");
         column.dataset = createGrowing(file, column.path, elementType.get(), {kColumnChunk}, nullptr);
         internal::writeTextAttribute(column.dataset.get(), internal::kTypeAttribute, column.typeName);
@@ -407,10 +433,12 @@ void FrameRecorder::append(const Frame& frame) {
     const hsize_t frames = m_count + 1;
     for (size_t i = 0; i < leaves.size(); ++i) {
         resize(layout.columns[i].dataset.get(), frames, layout.columns[i].path);
-        internal::writeColumnElement(layout.columns[i].dataset.get(), m_count, *leaves[i].second, layout.columns[i].path);
+        internal::writeColumnElement(layout.columns[i].dataset.get(), m_count, *leaves[i].second, layout.columns[i].bytes,
+                                     layout.columns[i].path);
     }
     resize(layout.timestamps.get(), frames, layout.timestampsPath);
-    internal::writeColumnElement(layout.timestamps.get(), m_count, exp::Variant_<std::int64_t>(time), layout.timestampsPath);
+    internal::writeColumnElement(layout.timestamps.get(), m_count, exp::Variant_<std::int64_t>(time), false,
+                                 layout.timestampsPath);
     resize(layout.images.get(), frames, layout.imagesPath);
     const cv::Mat stored = internal::swapRedBlue(image);
     const cv::Mat dense = stored.isContinuous() ? stored : stored.clone();

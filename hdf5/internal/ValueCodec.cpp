@@ -56,10 +56,16 @@ Selection elementOf(hid_t dataset, hsize_t index, const std::string& path) {
 }
 
 // A transfer with a small conversion buffer: HDF5 clears its buffer (1 MB by default) on
-// every read or write that converts, which for one metadata string costs more than the frame.
-Handle smallTransfer() {
-    Handle transfer = ZARVO_H5_OPEN(H5Pcreate(H5P_DATASET_XFER), "cannot make a transfer property list");
-    H5Pset_buffer(transfer.get(), 64 * 1024, nullptr, nullptr);
+// every read or write that converts, which for one metadata string costs more than the
+// frame. Made once and kept for the process (HDF5 frees it at exit): making a property
+// list costs more than the element it transfers.
+hid_t smallTransfer() {
+    static const hid_t transfer = [] {
+        const hid_t made = H5Pcreate(H5P_DATASET_XFER);
+        if (made >= 0) H5Pset_buffer(made, 64 * 1024, nullptr, nullptr);
+        return made;
+    }();
+    if (transfer < 0) ZARVO_THROW("cannot make a transfer property list");
     return transfer;
 }
 
@@ -129,7 +135,7 @@ struct Elements {
             if constexpr (std::is_same_v<E, std::string>) stored.push_back(it->c_str());
             else stored.push_back(static_cast<Stored>(*it));
         }
-        ZARVO_H5_CHECK(H5Dwrite(dataset, type().get(), slot.memory.get(), slot.file.get(), smallTransfer().get(),
+        ZARVO_H5_CHECK(H5Dwrite(dataset, type().get(), slot.memory.get(), slot.file.get(), smallTransfer(),
                                 stored.data()),
                        "'" << path << "': cannot write its elements");
     }
@@ -147,7 +153,7 @@ struct Elements {
             std::vector<Stored> stored(slot.count);
             // A bool written by another tool may be any integer: read it as a number.
             Handle memoryType = std::is_same_v<E, bool> && kind == H5T_INTEGER ? copyOf(H5T_NATIVE_SCHAR) : type();
-            ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), smallTransfer().get(),
+            ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), smallTransfer(),
                                    stored.data()),
                            "'" << path << "': cannot read its elements as '" << typeName << "'");
             return std::vector<E>(stored.begin(), stored.end());
@@ -171,7 +177,7 @@ private:
     static std::vector<std::string> readVariable(hid_t dataset, const Selection& slot, const std::string& path) {
         Handle memoryType = utf8Type();
         std::vector<char*> texts(slot.count, nullptr);
-        ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), smallTransfer().get(), texts.data()),
+        ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), smallTransfer(), texts.data()),
                        "'" << path << "': cannot read its strings");
         std::vector<std::string> result(texts.begin(), texts.end());
         H5Dvlen_reclaim(memoryType.get(), slot.memory.get(), H5P_DEFAULT, texts.data());
@@ -184,7 +190,7 @@ private:
         H5Tset_size(memoryType.get(), width);
     H5Tset_strpad(memoryType.get(), H5T_STR_NULLPAD);  // all width characters, a terminator or not
         std::vector<char> buffer(width * slot.count);
-        ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), smallTransfer().get(), buffer.data()),
+        ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), smallTransfer(), buffer.data()),
                        "'" << path << "': cannot read its strings");
         std::vector<std::string> result;
         for (size_t i = 0; i < slot.count; ++i) {
@@ -328,7 +334,7 @@ struct Family<cv::Mat> {
                                    "cannot make a memory space");
         }
         ZARVO_H5_CHECK(H5Dread(dataset, pixelType(depth), memory.valid() ? memory.get() : H5S_ALL, fileSpace,
-                               smallTransfer().get(), pixels.data),
+                               smallTransfer(), pixels.data),
                        "'" << path << "': cannot read its pixels");
         return pixels;
     }
@@ -450,12 +456,16 @@ std::string typeNameOf(hid_t dataset, const std::string& path) {
     return typeName;
 }
 
+}  // namespace
+
 bool isByteForm(hid_t dataset, const std::string& path) {
     if (!hasAttribute(dataset, kFormAttribute)) return false;
     const std::string form = readTextAttribute(dataset, kFormAttribute, path);
     if (form != kByteForm) ZARVO_THROW("'" << path << "': unknown form '" << form << "'");
     return true;
 }
+
+namespace {
 
 std::shared_ptr<Variant> fromBytes(const std::vector<char>& bytes, const std::string& path, const std::string& typeName) {
     size_t used = 0;
@@ -646,7 +656,7 @@ std::shared_ptr<Variant> readValue(hid_t dataset, const std::string& path) {
         if (dims.size() != 1) misfit(path, "byte form of shape " + shapeText(dims), typeName);
         std::vector<char> bytes(dims[0]);
         if (!bytes.empty())
-            ZARVO_H5_CHECK(H5Dread(dataset, H5T_NATIVE_UINT8, H5S_ALL, H5S_ALL, smallTransfer().get(), bytes.data()),
+            ZARVO_H5_CHECK(H5Dread(dataset, H5T_NATIVE_UINT8, H5S_ALL, H5S_ALL, smallTransfer(), bytes.data()),
                            "'" << path << "': cannot read its bytes");
         return fromBytes(bytes, path, typeName);
     }
@@ -660,9 +670,9 @@ Handle columnElementType(const std::string& typeName) {
     return codec && codec->columnType ? codec->columnType() : Handle();
 }
 
-void writeColumnElement(hid_t column, hsize_t index, const Variant& value, const std::string& path) {
+void writeColumnElement(hid_t column, hsize_t index, const Variant& value, bool byteForm, const std::string& path) {
     const Codec* codec = codecFor(value);
-    if (!isByteForm(column, path)) {
+    if (!byteForm) {
         if (codec == nullptr || !codec->writeAt || !codec->writeAt(column, index, value, path))
             ZARVO_THROW("'" << path << "': a value of type '" << value.getTypeString() << "' does not fit this column");
         return;
@@ -670,7 +680,7 @@ void writeColumnElement(hid_t column, hsize_t index, const Variant& value, const
     std::vector<char> bytes = byteFormOf(value);
     hvl_t element{bytes.size(), bytes.data()};
     const Selection slot = elementOf(column, index, path);
-    ZARVO_H5_CHECK(H5Dwrite(column, byteColumnType().get(), slot.memory.get(), slot.file.get(), smallTransfer().get(),
+    ZARVO_H5_CHECK(H5Dwrite(column, byteColumnType().get(), slot.memory.get(), slot.file.get(), smallTransfer(),
                             &element),
                    "'" << path << "': cannot write element " << index);
 }
@@ -685,7 +695,7 @@ std::shared_ptr<Variant> readColumnElement(hid_t column, hsize_t index, const st
     const Selection slot = elementOf(column, index, path);
     Handle type = byteColumnType();
     hvl_t element{0, nullptr};
-    ZARVO_H5_CHECK(H5Dread(column, type.get(), slot.memory.get(), slot.file.get(), smallTransfer().get(), &element),
+    ZARVO_H5_CHECK(H5Dread(column, type.get(), slot.memory.get(), slot.file.get(), smallTransfer(), &element),
                    "'" << path << "': cannot read element " << index);
     const char* data = static_cast<const char*>(element.p);
     const std::vector<char> bytes(data, data + element.len);

@@ -59,8 +59,10 @@ std::shared_ptr<Variant> readValue(hid_t dataset, const std::string& path);
 /// name typeName (numbers, bool and strings), or an invalid Handle if it has none.
 Handle columnElementType(const std::string& typeName);
 /// Writes value as element index of the 1-D column dataset, whose type
-/// columnElementType gave (or a byte form column when that was invalid).
-void writeColumnElement(hid_t column, hsize_t index, const Variant& value, const std::string& path);
+/// columnElementType gave, or of a byte form column (byteForm: when that was invalid).
+void writeColumnElement(hid_t column, hsize_t index, const Variant& value, bool byteForm, const std::string& path);
+/// Whether a dataset holds byte forms (its zarvo_form attribute), not native values.
+bool isByteForm(hid_t dataset, const std::string& path);
 /// Reads element index of a 1-D column dataset as the type its name attribute gives.
 std::shared_ptr<Variant> readColumnElement(hid_t column, hsize_t index, const std::string& path);
 
