@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <functional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@ using namespace zarvo::exp;
 using namespace testsupport;
 using zarvo::hdf5::FrameRecorder;
 using zarvo::hdf5::RecordingFile;
+using Storage = DataStorage<std::string>;
 
 namespace {
 
@@ -233,6 +235,59 @@ TEST(Hdf5FrameRecorder, KilledBeforeTheFirstFrameKeepsWhatWasWritten) {
     expectFrame(FrameRecorder::readFrame(again, "run", 0), 0);
 }
 
+// Kills at random moments after create() returned, each step reported once complete: the
+// file opens every time and holds every reported step.
+TEST(Hdf5FrameRecorder, KilledAtRandomMomentsKeepsEveryCompletedCall) {
+    std::mt19937 random(25);
+    for (int round = 0; round < 12; ++round) {
+        const std::string name = scratch("random_kill");
+        int pipeEnds[2];
+        ASSERT_EQ(pipe(pipeEnds), 0);
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            close(pipeEnds[0]);
+            RecordingFile file = RecordingFile::create(name);
+            report(pipeEnds[1], 1);
+            file.writeValue("operator", hold(std::string("ada")));
+            report(pipeEnds[1], 2);
+            Storage calibration;
+            calibration.insert("gain", hold(1.25));
+            file.writeStorage("calibration", calibration);
+            report(pipeEnds[1], 3);
+            FrameRecorder::Options options;
+            options.flushEvery = 1;
+            FrameRecorder recorder(file, "run", options);
+            report(pipeEnds[1], 4);
+            for (int i = 0; i < 100000; ++i) {
+                recorder.append(frameNumber(i));
+                report(pipeEnds[1], 5 + i);
+            }
+            _exit(0);
+        }
+        close(pipeEnds[1]);
+        int step = 0;
+        ASSERT_EQ(read(pipeEnds[0], &step, sizeof step), static_cast<ssize_t>(sizeof step));
+        usleep(std::uniform_int_distribution<useconds_t>(0, 40000)(random));
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        for (int next = 0; read(pipeEnds[0], &next, sizeof next) == sizeof next;) step = next;
+        close(pipeEnds[0]);
+
+        SCOPED_TRACE("round " + std::to_string(round) + ", step " + std::to_string(step));
+        const RecordingFile file = RecordingFile::openReadOnly(name);
+        if (step >= 2) {
+            EXPECT_EQ(file.readValue("operator")->toString(), "ada");
+        }
+        if (step >= 3) {
+            EXPECT_EQ(file.readStorage("calibration").get("gain")->toDouble(), 1.25);
+        }
+        if (step >= 4) {
+            EXPECT_GE(FrameRecorder::frameCount(file, "run"), static_cast<size_t>(step - 4));
+        }
+    }
+}
+
 // A child records and reports each flush through a pipe; once it has flushed 3 times it
 // is killed at once. Every frame flushed before the kill must read back.
 TEST(Hdf5FrameRecorder, KilledRecorderLosesOnlyUnflushedFrames) {
@@ -243,7 +298,7 @@ TEST(Hdf5FrameRecorder, KilledRecorderLosesOnlyUnflushedFrames) {
             FrameRecorder::Options options;
             options.flushEvery = 4;
             FrameRecorder recorder(file, "run", options);
-            for (int i = 0;; ++i) {
+            for (int i = 0; i < 1000000; ++i) {
                 recorder.append(frameNumber(i));
                 if (recorder.size() % 4 == 0) report(pipe, static_cast<int>(recorder.size()));
             }
@@ -281,7 +336,7 @@ TEST(Hdf5FrameRecorder, TwoStreamsKilledThenResumed) {
             options.flushEvery = 0;
             FrameRecorder fast(file, "run/fast", frameNumber(0), options);
             FrameRecorder slower(file, "run/slow", slow(0), options);
-            for (int i = 0;; ++i) {
+            for (int i = 0; i < 1000000; ++i) {
                 fast.append(frameNumber(i));
                 if (i % 3 == 0) slower.append(slow(i / 3));
                 if (i % 6 == 5) {
