@@ -41,6 +41,27 @@ Handle ignoringWriterMark(Handle access) {
     return access;
 }
 
+// Space allocated in pages of the kernel's page size: no piece of metadata smaller than a
+// page crosses a page boundary. SIGKILL can cut a write between two pages, so a writer
+// killed while flushing would otherwise leave a torn object header behind.
+Handle pagedMetadata() {
+    Handle creation = ZARVO_H5_OPEN(H5Pcreate(H5P_FILE_CREATE), "cannot make a file creation property list");
+    ZARVO_H5_CHECK(H5Pset_file_space_strategy(creation.get(), H5F_FSPACE_STRATEGY_PAGE, false, 1),
+                   "cannot set paged file space");
+    ZARVO_H5_CHECK(H5Pset_file_space_page_size(creation.get(), 4096), "cannot set the file space page size");
+    return creation;
+}
+
+// A reader of a file being recorded retries a piece of metadata whose checksum fails, as
+// the writer may be writing it; HDF5 doubles its wait each time, over 100 attempts, which
+// never ends for metadata a killed writer left torn (SIGKILL can cut a write between two
+// pages). 12 attempts wait about 4 us in all and then fail with HDF5's reason.
+Handle fewReadAttempts() {
+    Handle access = ZARVO_H5_OPEN(H5Pcreate(H5P_FILE_ACCESS), "cannot make a file access property list");
+    ZARVO_H5_CHECK(H5Pset_metadata_read_attempts(access.get(), 12), "cannot set the metadata read attempts");
+    return access;
+}
+
 void requireHdf5File(const std::string& fileName) {
     internal::prepareHdf5();
     if (!std::ifstream(fileName)) ZARVO_THROW("cannot open '" << fileName << "': no such file");
@@ -146,7 +167,8 @@ RecordingFile RecordingFile::create(const std::string& fileName) {
     internal::prepareHdf5();
     exp::registerStorageType();
     Handle access = newestFormat();
-    Handle file = ZARVO_H5_OPEN(H5Fcreate(fileName.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, access.get()),
+    Handle creation = pagedMetadata();
+    Handle file = ZARVO_H5_OPEN(H5Fcreate(fileName.c_str(), H5F_ACC_TRUNC, creation.get(), access.get()),
                                 "cannot create '" << fileName << "'");
     // The root as NeXus readers expect it, and who wrote the file when.
     Handle root = internal::openObject(file.get(), "/", H5I_GROUP);
@@ -179,7 +201,7 @@ RecordingFile RecordingFile::openReadOnly(const std::string& fileName) {
     // A file being recorded, or whose recorder was killed, carries its writer's mark; a
     // reader of single-writer/multiple-reader files may open it all the same, and a file
     // killed before it recorded opens by ignoring the mark.
-    if (file < 0) file = H5Fopen(fileName.c_str(), H5F_ACC_RDONLY | H5F_ACC_SWMR_READ, H5P_DEFAULT);
+    if (file < 0) file = H5Fopen(fileName.c_str(), H5F_ACC_RDONLY | H5F_ACC_SWMR_READ, fewReadAttempts().get());
     if (file < 0) file = H5Fopen(fileName.c_str(), H5F_ACC_RDONLY, ignoringWriterMark(Handle(H5Pcreate(H5P_FILE_ACCESS))).get());
     if (file < 0) ZARVO_THROW("cannot open '" << fileName << "' for reading" << internal::hdf5Cause());
     return RecordingFile(file, fileName, true);
