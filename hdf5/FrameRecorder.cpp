@@ -213,13 +213,6 @@ bool timeOf(const Variant& value, std::int64_t& time) {
     return true;
 }
 
-std::int64_t timestampIn(hid_t timestamps, hsize_t index, const std::string& path) {
-    std::int64_t time = 0;
-    if (!timeOf(*internal::readColumnElement(timestamps, index, path), time))
-        ZARVO_THROW("'" << path << "': holds no int64 nanoseconds");
-    return time;
-}
-
 }  // namespace
 
 struct FrameRecorder::Layout {
@@ -303,7 +296,7 @@ FrameRecorder::FrameRecorder(RecordingFile& file, const std::string& path, Optio
     resize(layout->images.get(), m_count, layout->imagesPath);
     resize(layout->timestamps.get(), m_count, layout->timestampsPath);
     for (const Layout::Column& column : layout->columns) resize(column.dataset.get(), m_count, column.path);
-    if (m_count > 0) m_lastTime = timestampIn(layout->timestamps.get(), m_count - 1, layout->timestampsPath);
+    if (m_count > 0) m_lastTime = internal::readInt64Element(layout->timestamps.get(), m_count - 1, layout->timestampsPath);
     m_layout = std::move(layout);
     m_file.flush();
 }
@@ -512,7 +505,7 @@ std::int64_t FrameRecorder::timestampOf(const RecordingFile& file, const std::st
     if (index >= frames) ZARVO_THROW("'" << path << "': has " << frames << " frames, no frame " << index);
     const std::string timestampsPath = internal::childPath(path, "timestamps");
     Handle timestamps = internal::openObject(file.id(), timestampsPath, H5I_DATASET);
-    return timestampIn(timestamps.get(), index, timestampsPath);
+    return internal::readInt64Element(timestamps.get(), index, timestampsPath);
 }
 
 std::optional<size_t> FrameRecorder::frameAt(const RecordingFile& file, const std::string& path, std::int64_t time) {
@@ -524,7 +517,7 @@ std::optional<size_t> FrameRecorder::frameAt(const RecordingFile& file, const st
     size_t low = 0, high = frames;
     while (low < high) {
         const size_t middle = low + (high - low) / 2;
-        if (timestampIn(timestamps.get(), middle, timestampsPath) <= time) low = middle + 1;
+        if (internal::readInt64Element(timestamps.get(), middle, timestampsPath) <= time) low = middle + 1;
         else high = middle;
     }
     return low == 0 ? std::nullopt : std::optional<size_t>(low - 1);

@@ -685,6 +685,10 @@ void writeColumnElement(hid_t column, hsize_t index, const Variant& value, bool 
                    "'" << path << "': cannot write element " << index);
 }
 
+std::int64_t readInt64Element(hid_t column, hsize_t index, const std::string& path) {
+    return Elements<std::int64_t>::read(column, elementOf(column, index, path), path, "int64").at(0);
+}
+
 std::shared_ptr<Variant> readColumnElement(hid_t column, hsize_t index, const std::string& path) {
     const std::string typeName = typeNameOf(column, path);
     if (!isByteForm(column, path)) {

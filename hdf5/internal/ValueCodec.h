@@ -63,6 +63,8 @@ Handle columnElementType(const std::string& typeName);
 void writeColumnElement(hid_t column, hsize_t index, const Variant& value, bool byteForm, const std::string& path);
 /// Whether a dataset holds byte forms (its zarvo_form attribute), not native values.
 bool isByteForm(hid_t dataset, const std::string& path);
+/// Reads element index of a 1-D integer column as an int64, its name attribute unread (timestamps).
+std::int64_t readInt64Element(hid_t column, hsize_t index, const std::string& path);
 /// Reads element index of a 1-D column dataset as the type its name attribute gives.
 std::shared_ptr<Variant> readColumnElement(hid_t column, hsize_t index, const std::string& path);
 
