@@ -19,6 +19,11 @@ PACKAGES      += pybind11-dev python3-dev python3-numpy python3-pytest libhdf5-d
 PACKAGES      += libzmq3-dev cppzmq-dev python3-zmq
 # mypy: its stubtest checks the Python module's stubs, and mypy --strict the README's session.
 PACKAGES      += mypy
+# LZ4 compression of recordings (HDF5 filter 32004), and the readers the recordings are
+# checked with: h5py with hdf5plugin's filters, silx's NeXus validation.
+PACKAGES      += hdf5-filter-plugin python3-hdf5plugin python3-silx
+# h5clear, which the tests run on a file whose writer was killed before its first frame.
+PACKAGES      += hdf5-tools
 
 # The instrumented builds: optimised with debug information for readable reports,
 # without the load-time clones (see cmake/ZarvoSanitize.cmake), without the

@@ -1,7 +1,12 @@
 // Recording to HDF5 against the plain file write of the same pixels (the disk's limit),
-// reading one frame of a short and of a long recording, and deflate against none.
+// reading one frame of a short and of a long recording, LZ4 and deflate against no
+// compression for a 16-bit sensor image (in the page cache and on disk), and finding a
+// frame by time in a short and a long recording.
 #include <benchmark/benchmark.h>
 
+#include <fcntl.h>
+
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <unistd.h>
@@ -45,13 +50,44 @@ const Frame& sampleFrame() {
     return frame;
 }
 
-void record(const std::string& name, int frames, int deflateLevel) {
+// A 16-bit sensor image: a smooth scene in the high bits, noise in the low 4 bits.
+Frame sensorFrame() {
+    cv::Mat pixels(480, 640, CV_16UC1);
+    cv::randu(pixels, 0, 16);
+    for (int r = 0; r < pixels.rows; ++r)
+        for (int c = 0; c < pixels.cols; ++c) pixels.at<unsigned short>(r, c) += static_cast<unsigned short>(1024 + 8 * r + 4 * c);
+    return Frame(pixels);
+}
+
+FrameRecorder::Compression compressionOf(std::int64_t arg) {
+    const FrameRecorder::Compression choices[] = {FrameRecorder::Compression::none, FrameRecorder::Compression::deflate,
+                                                  FrameRecorder::Compression::lz4};
+    return choices[arg];
+}
+
+void record(const std::string& name, const Frame& frame, int frames, FrameRecorder::Compression compression) {
     RecordingFile file = RecordingFile::create(name);
     FrameRecorder::Options options;
-    options.deflateLevel = deflateLevel;
+    options.compression = compression;
     FrameRecorder recorder(file, "run", options);
-    for (int i = 0; i < frames; ++i) recorder.append(sampleFrame());
+    for (int i = 0; i < frames; ++i) recorder.append(frame);
     recorder.flush();
+}
+
+// Waits until the file's bytes are on the disk, as a recording that must keep up with a
+// camera for longer than the page cache holds does.
+void syncToDisk(const std::string& name) {
+    const int fd = open(name.c_str(), O_RDONLY);
+    fsync(fd);
+    close(fd);
+}
+
+double fileMegabytes(const std::string& name) {
+    std::FILE* in = std::fopen(name.c_str(), "rb");
+    std::fseek(in, 0, SEEK_END);
+    const double size = static_cast<double>(std::ftell(in)) / 1e6;
+    std::fclose(in);
+    return size;
 }
 
 void FwritePixels(benchmark::State& state) {
@@ -68,18 +104,27 @@ void FwritePixels(benchmark::State& state) {
 
 void RecordFrames(benchmark::State& state) {
     const std::string name = scratch("record.h5");
-    const int level = static_cast<int>(state.range(0));
-    for (auto _ : state) record(name, kFrames, level);
-    std::FILE* in = std::fopen(name.c_str(), "rb");
-    std::fseek(in, 0, SEEK_END);
-    state.counters["file_MB"] = static_cast<double>(std::ftell(in)) / 1e6;
-    std::fclose(in);
+    for (auto _ : state) record(name, sampleFrame(), kFrames, FrameRecorder::Compression::none);
+    state.counters["file_MB"] = fileMegabytes(name);
+    std::remove(name.c_str());
+}
+
+// 300 sensor frames (184 MB) with no compression (0), deflate (1) or LZ4 (2); written
+// to the page cache (0) or until on disk (1).
+void RecordSensor(benchmark::State& state) {
+    const std::string name = scratch("sensor.h5");
+    static const Frame frame = sensorFrame();
+    for (auto _ : state) {
+        record(name, frame, 300, compressionOf(state.range(0)));
+        if (state.range(1) == 1) syncToDisk(name);
+    }
+    state.counters["file_MB"] = fileMegabytes(name);
     std::remove(name.c_str());
 }
 
 void ReadFrame500(benchmark::State& state) {
     const std::string name = scratch("read" + std::to_string(state.range(0)) + ".h5");
-    record(name, static_cast<int>(state.range(0)), 0);
+    record(name, sampleFrame(), static_cast<int>(state.range(0)), FrameRecorder::Compression::none);
     const RecordingFile file = RecordingFile::openReadOnly(name);
     // Frame 500 of the long recording, the last one (99) of the short.
     const size_t index = state.range(0) > 500 ? 500 : static_cast<size_t>(state.range(0) - 1);
@@ -87,14 +132,30 @@ void ReadFrame500(benchmark::State& state) {
     std::remove(name.c_str());
 }
 
+// A time near the middle of a recording of state.range(0) tiny frames, found by binary search.
+void FrameAt(benchmark::State& state) {
+    const std::string name = scratch("times" + std::to_string(state.range(0)) + ".h5");
+    record(name, Frame(cv::Mat(1, 1, CV_8UC1)), static_cast<int>(state.range(0)), FrameRecorder::Compression::none);
+    const RecordingFile file = RecordingFile::openReadOnly(name);
+    const std::int64_t middle = FrameRecorder::timestampOf(file, "run", static_cast<size_t>(state.range(0) / 2));
+    for (auto _ : state) benchmark::DoNotOptimize(FrameRecorder::frameAt(file, "run", middle));
+    std::remove(name.c_str());
+}
+
 }  // namespace
 
 BENCHMARK(FwritePixels)->Unit(benchmark::kMillisecond)->Iterations(3);
-BENCHMARK(RecordFrames)->Arg(0)->Arg(4)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(RecordFrames)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(RecordSensor)->ArgsProduct({{0, 1, 2}, {0, 1}})->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(ReadFrame500)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(FrameAt)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
 int main(int argc, char** argv) {
-    return runBenchmarksWithRatios(argc, argv, {{"RecordFrames/0/iterations:3", "FwritePixels/iterations:3", 1.5},
+    return runBenchmarksWithRatios(argc, argv, {{"RecordFrames/iterations:3", "FwritePixels/iterations:3", 1.2},
+                                                {"RecordSensor/2/0/iterations:3", "RecordSensor/0/0/iterations:3", 2.0},
+                                                {"RecordSensor/1/0/iterations:3", "RecordSensor/0/0/iterations:3", 100},
+                                                {"RecordSensor/2/1/iterations:3", "RecordSensor/0/1/iterations:3", 2.0},
+                                                {"RecordSensor/1/1/iterations:3", "RecordSensor/0/1/iterations:3", 100},
                                                 {"ReadFrame500/1000", "ReadFrame500/100", 1.2},
-                                                {"RecordFrames/4/iterations:3", "RecordFrames/0/iterations:3", 100}});
+                                                {"FrameAt/100000", "FrameAt/1000", 1.5}});
 }

@@ -2,12 +2,15 @@
 
 #include <hdf5.h>
 
+#include <chrono>
+#include <ctime>
 #include <fstream>
 #include <type_traits>
 #include <utility>
 
 #include "hdf5/internal/Handle.h"
 #include "hdf5/internal/ValueCodec.h"
+#include "zarvo/version.h"
 
 namespace zarvo::hdf5 {
 
@@ -29,8 +32,38 @@ Handle newestFormat() {
     return access;
 }
 
+// File access that opens a file still marked as open by a writer that was killed: HDF5
+// refuses such a file otherwise (h5clear -s clears the mark by this very property). A
+// writer that is alive still holds its lock on the file, so a second writer is refused all the same.
+Handle ignoringWriterMark(Handle access) {
+    hbool_t clear = true;
+    ZARVO_H5_CHECK(H5Pset(access.get(), "clear_status_flags", &clear), "cannot set the file access to ignore a writer's mark");
+    return access;
+}
+
+// Space allocated in pages of the kernel's page size: no piece of metadata smaller than a
+// page crosses a page boundary. SIGKILL can cut a write between two pages, so a writer
+// killed while flushing would otherwise leave a torn object header behind.
+Handle pagedMetadata() {
+    Handle creation = ZARVO_H5_OPEN(H5Pcreate(H5P_FILE_CREATE), "cannot make a file creation property list");
+    ZARVO_H5_CHECK(H5Pset_file_space_strategy(creation.get(), H5F_FSPACE_STRATEGY_PAGE, false, 1),
+                   "cannot set paged file space");
+    ZARVO_H5_CHECK(H5Pset_file_space_page_size(creation.get(), 4096), "cannot set the file space page size");
+    return creation;
+}
+
+// A reader of a file being recorded retries a piece of metadata whose checksum fails, as
+// the writer may be writing it; HDF5 doubles its wait each time, over 100 attempts, which
+// never ends for metadata a killed writer left torn (SIGKILL can cut a write between two
+// pages). 12 attempts wait about 4 us in all and then fail with HDF5's reason.
+Handle fewReadAttempts() {
+    Handle access = ZARVO_H5_OPEN(H5Pcreate(H5P_FILE_ACCESS), "cannot make a file access property list");
+    ZARVO_H5_CHECK(H5Pset_metadata_read_attempts(access.get(), 12), "cannot set the metadata read attempts");
+    return access;
+}
+
 void requireHdf5File(const std::string& fileName) {
-    internal::silenceHdf5Errors();
+    internal::prepareHdf5();
     if (!std::ifstream(fileName)) ZARVO_THROW("cannot open '" << fileName << "': no such file");
     if (H5Fis_hdf5(fileName.c_str()) <= 0) ZARVO_THROW("cannot open '" << fileName << "': not an HDF5 file");
 }
@@ -41,8 +74,8 @@ void writeStorageInto(hid_t file, const std::string& path, const Storage& storag
         if (key.empty() || key == "." || key.find('/') != std::string::npos)
             ZARVO_THROW("'" << path << "': key '" << key << "' can not be an HDF5 member name");
         const std::string member = internal::childPath(path, key);
-        if (value->getTypeInfo() == typeid(Storage))
-            writeStorageInto(file, member, *static_cast<const Storage*>(value->constAddress_imp()));
+        if (const Storage* group = Storage::groupOf(*value))
+            writeStorageInto(file, member, *group);
         else
             internal::writeValue(file, member, *value, member);
     }
@@ -71,10 +104,12 @@ void listInto(hid_t file, const std::string& path, std::vector<RecordingFile::En
     for (const std::string& name : internal::memberNames(group.get(), path)) {
         const std::string member = internal::childPath(path, name);
         Handle object = ZARVO_H5_OPEN(H5Oopen(file, member.c_str(), H5P_DEFAULT), "'" << member << "': cannot open it");
-        RecordingFile::Entry entry{member, internal::typeAttributeOf(object.get(), member), ""};
+        RecordingFile::Entry entry{member, internal::typeAttributeOf(object.get(), member), "", {}, false};
         const bool isGroup = H5Iget_type(object.get()) == H5I_GROUP;
         if (!isGroup) {
             const std::vector<hsize_t> dims = internal::shapeOf(object.get(), member);
+            entry.dims.assign(dims.begin(), dims.end());
+            entry.perFrame = internal::hasAttribute(object.get(), internal::kPerFrameAttribute);
             entry.shape = "scalar";
             if (!dims.empty()) {
                 entry.shape = "(";
@@ -88,18 +123,39 @@ void listInto(hid_t file, const std::string& path, std::vector<RecordingFile::En
 }
 
 // Marks an 8-bit image of 1 or 3 channels as the HDF5 image conventions say, so that
-// viewers such as HDFView show it as a picture.
+// viewers such as HDFView show it as a picture; a colour image of any depth says that
+// it is stored in RGB order.
 void markAsImage(hid_t file, const std::string& path, const cv::Mat& image) {
-    if (image.depth() != CV_8U || image.dims != 2 || (image.channels() != 1 && image.channels() != 3)) return;
     Handle dataset = internal::openObject(file, path, H5I_DATASET);
+    if (internal::storedAsRgb(image.channels()))
+        internal::writeTextAttribute(dataset.get(), internal::kChannelOrderAttribute, "RGB");
+    if (image.depth() != CV_8U || image.dims != 2 || (image.channels() != 1 && image.channels() != 3)) return;
     internal::writeFixedTextAttribute(dataset.get(), "CLASS", "IMAGE");
     internal::writeFixedTextAttribute(dataset.get(), "IMAGE_VERSION", "1.2");
     if (image.channels() == 1) {
         internal::writeFixedTextAttribute(dataset.get(), "IMAGE_SUBCLASS", "IMAGE_GRAYSCALE");
+        // Required beside IMAGE_GRAYSCALE: 0 is black, as a camera delivers it.
+        const unsigned char whiteIsZero = 0;
+        Handle space = ZARVO_H5_OPEN(H5Screate(H5S_SCALAR), "cannot make a scalar space");
+        Handle attribute = ZARVO_H5_OPEN(H5Acreate2(dataset.get(), "IMAGE_WHITE_IS_ZERO", H5T_STD_U8LE, space.get(),
+                                                    H5P_DEFAULT, H5P_DEFAULT),
+                                         "'" << path << "': cannot create the attribute 'IMAGE_WHITE_IS_ZERO'");
+        ZARVO_H5_CHECK(H5Awrite(attribute.get(), H5T_NATIVE_UCHAR, &whiteIsZero),
+                       "'" << path << "': cannot write the attribute 'IMAGE_WHITE_IS_ZERO'");
     } else {
         internal::writeFixedTextAttribute(dataset.get(), "IMAGE_SUBCLASS", "IMAGE_TRUECOLOR");
         internal::writeFixedTextAttribute(dataset.get(), "INTERLACE_MODE", "INTERLACE_PIXEL");
     }
+}
+
+// Now in ISO 8601, UTC, to the second: "2026-11-25T02:53:30Z".
+std::string utcNow() {
+    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    std::tm utc{};
+    gmtime_r(&now, &utc);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return text;
 }
 
 }  // namespace
@@ -108,29 +164,46 @@ RecordingFile::RecordingFile(std::int64_t id, std::string fileName, bool readOnl
     : m_id(id), m_fileName(std::move(fileName)), m_readOnly(readOnly) {}
 
 RecordingFile RecordingFile::create(const std::string& fileName) {
-    internal::silenceHdf5Errors();
+    internal::prepareHdf5();
+    exp::registerStorageType();
     Handle access = newestFormat();
-    Handle file = ZARVO_H5_OPEN(H5Fcreate(fileName.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, access.get()),
+    Handle creation = pagedMetadata();
+    Handle file = ZARVO_H5_OPEN(H5Fcreate(fileName.c_str(), H5F_ACC_TRUNC, creation.get(), access.get()),
                                 "cannot create '" << fileName << "'");
-    return RecordingFile(file.release(), fileName, false);
+    // The root as NeXus readers expect it, and who wrote the file when.
+    Handle root = internal::openObject(file.get(), "/", H5I_GROUP);
+    internal::writeTextAttribute(root.get(), "NX_class", "NXroot");
+    internal::writeTextAttribute(root.get(), "creator", "zarvo-datatypes");
+    internal::writeTextAttribute(root.get(), "creator_version", ZARVO_DATATYPES_VERSION_STRING);
+    internal::writeTextAttribute(root.get(), "file_time", utcNow());
+    root.reset();
+    RecordingFile made(file.release(), fileName, false);
+    made.flush();
+    return made;
 }
 
 RecordingFile RecordingFile::openToAppend(const std::string& fileName) {
     requireHdf5File(fileName);
-    Handle access = newestFormat();
-    Handle file = ZARVO_H5_OPEN(H5Fopen(fileName.c_str(), H5F_ACC_RDWR, access.get()),
-                                "cannot open '" << fileName << "' for writing: it is open elsewhere, read only, or was "
-                                                   "left by a killed recorder (h5clear -s clears that mark)");
+    exp::registerStorageType();
+    Handle file(H5Fopen(fileName.c_str(), H5F_ACC_RDWR, newestFormat().get()));
+    // A file left by a killed writer: every flushed object is whole, only the mark is left.
+    if (!file.valid()) file = Handle(H5Fopen(fileName.c_str(), H5F_ACC_RDWR, ignoringWriterMark(newestFormat()).get()));
+    if (!file.valid())
+        ZARVO_THROW("cannot open '" << fileName << "' for writing: it is open elsewhere or read only"
+                                    << internal::hdf5Cause());
     return RecordingFile(file.release(), fileName, false);
 }
 
 RecordingFile RecordingFile::openReadOnly(const std::string& fileName) {
     requireHdf5File(fileName);
+    exp::registerStorageType();
     hid_t file = H5Fopen(fileName.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT);
-    // A file whose recorder was killed still carries its writer's mark; a reader of
-    // single-writer/multiple-reader files may open it all the same.
-    if (file < 0) file = H5Fopen(fileName.c_str(), H5F_ACC_RDONLY | H5F_ACC_SWMR_READ, H5P_DEFAULT);
-    if (file < 0) ZARVO_THROW("cannot open '" << fileName << "' for reading");
+    // A file being recorded, or whose recorder was killed, carries its writer's mark; a
+    // reader of single-writer/multiple-reader files may open it all the same, and a file
+    // killed before it recorded opens by ignoring the mark.
+    if (file < 0) file = H5Fopen(fileName.c_str(), H5F_ACC_RDONLY | H5F_ACC_SWMR_READ, fewReadAttempts().get());
+    if (file < 0) file = H5Fopen(fileName.c_str(), H5F_ACC_RDONLY, ignoringWriterMark(Handle(H5Pcreate(H5P_FILE_ACCESS))).get());
+    if (file < 0) ZARVO_THROW("cannot open '" << fileName << "' for reading" << internal::hdf5Cause());
     return RecordingFile(file, fileName, true);
 }
 
@@ -184,32 +257,35 @@ std::vector<RecordingFile::Entry> RecordingFile::list() const {
     return entries;
 }
 
+bool RecordingFile::isRecording() const {
+    unsigned intent = 0;
+    return H5Fget_intent(id(), &intent) >= 0 && (intent & H5F_ACC_SWMR_WRITE) != 0;
+}
+
 void RecordingFile::requireWritable(const std::string& path) const {
     if (m_readOnly) ZARVO_THROW("'" << m_fileName << "' is open read only: cannot write '" << path << "'");
+    if (isRecording())
+        ZARVO_THROW("'" << m_fileName << "' records frames: it takes no new object such as '" << path
+                        << "' (write values and declare every recording before the first frame)");
     if (path.empty() || path == "/") ZARVO_THROW("'" << m_fileName << "': '" << path << "' is no path to write at");
     if (contains(path)) ZARVO_THROW("'" << path << "' exists already in '" << m_fileName << "'");
 }
 
-namespace {
-
-// Runs write; if it throws, whatever it made at path is removed, so the file holds
-// either the whole object or nothing of it.
-template <class Write>
-void whole(hid_t file, const std::string& path, Write&& write) {
+void RecordingFile::writeWhole(const std::string& path, const std::function<void()>& write) {
     try {
         write();
     } catch (...) {
-        H5Ldelete(file, path.c_str(), H5P_DEFAULT);
+        H5Ldelete(id(), path.c_str(), H5P_DEFAULT);
         throw;
     }
+    // On disk at once: a writer killed later, even before any frame, leaves the object whole.
+    flush();
 }
-
-}  // namespace
 
 void RecordingFile::writeValue(const std::string& path, const std::shared_ptr<Variant>& value) {
     requireWritable(path);
     if (!value) ZARVO_THROW("'" << path << "': no value to write");
-    whole(id(), path, [&] { internal::writeValue(id(), path, *value, path); });
+    writeWhole(path, [&] { internal::writeValue(id(), path, *value, path); });
 }
 
 std::shared_ptr<Variant> RecordingFile::readValue(const std::string& path) const {
@@ -217,28 +293,32 @@ std::shared_ptr<Variant> RecordingFile::readValue(const std::string& path) const
     return internal::readValue(dataset.get(), path);
 }
 
+std::shared_ptr<Variant> RecordingFile::readElement(const std::string& path, size_t index) const {
+    Handle dataset = internal::openObject(id(), path, H5I_DATASET);
+    if (!internal::hasAttribute(dataset.get(), internal::kPerFrameAttribute))
+        ZARVO_THROW("'" << path << "': holds one value, not one per frame: read it with readValue");
+    const hsize_t frames = internal::shapeOf(dataset.get(), path).at(0);
+    if (index >= frames) ZARVO_THROW("'" << path << "': has " << frames << " frames, no frame " << index);
+    if (internal::typeAttributeOf(dataset.get(), path) == internal::kStackType)
+        return std::make_shared<Variant_<cv::Mat>>(internal::readStackFrame(dataset.get(), index, path));
+    return internal::readColumnElement(dataset.get(), index, path);
+}
+
 void RecordingFile::writeStorage(const std::string& path, const Storage& storage) {
     requireWritable(path);
-    whole(id(), path, [&] { writeStorageInto(id(), path, storage); });
+    writeWhole(path, [&] { writeStorageInto(id(), path, storage); });
 }
 
 Storage RecordingFile::readStorage(const std::string& path) const { return readStorageFrom(id(), path, 0); }
 
 void RecordingFile::writeFrame(const std::string& path, const Frame& frame) {
     requireWritable(path);
-    whole(id(), path, [&] {
+    writeWhole(path, [&] {
         internal::createGroup(id(), path, "frame");
         const std::string image = internal::childPath(path, "image");
-        internal::writeValue(id(), image, Variant_<cv::Mat>(frame.getFrameData()), image);
+        internal::writeValue(id(), image, Variant_<cv::Mat>(internal::swapRedBlue(frame.getFrameData())), image);
         markAsImage(id(), image, frame.getFrameData());
-        // The metadata as a storage: a frame hands out its entries only by key.
-        Storage metadata;
-        for (const std::string& key : frame.getMetaDataKeys()) {
-            std::shared_ptr<Variant> value;
-            frame.getMetaDate(key, value);
-            metadata.insert(key, value);
-        }
-        writeStorageInto(id(), internal::childPath(path, "metadata"), metadata);
+        writeStorageInto(id(), internal::childPath(path, "metadata"), frame.getMetaData());
     });
 }
 
@@ -246,9 +326,13 @@ Frame RecordingFile::readFrame(const std::string& path) const {
     Handle group = internal::openObject(id(), path, H5I_GROUP);
     const std::string typeName = internal::typeAttributeOf(group.get(), path);
     if (typeName != "frame") ZARVO_THROW("'" << path << "': holds a '" << typeName << "', not a frame");
-    const std::shared_ptr<Variant> image = readValue(internal::childPath(path, "image"));
-    if (image->getTypeInfo() != typeid(cv::Mat)) ZARVO_THROW("'" << path << "/image': is no matrix");
-    return Frame(image->value<cv::Mat>(), readStorage(internal::childPath(path, "metadata")));
+    const std::string imagePath = internal::childPath(path, "image");
+    Handle dataset = internal::openObject(id(), imagePath, H5I_DATASET);
+    const std::shared_ptr<Variant> image = internal::readValue(dataset.get(), imagePath);
+    if (image->getTypeInfo() != typeid(cv::Mat)) ZARVO_THROW("'" << imagePath << "': is no matrix");
+    const bool rgb = internal::hasAttribute(dataset.get(), internal::kChannelOrderAttribute);
+    return Frame(rgb ? internal::swapRedBlue(image->value<cv::Mat>()) : image->value<cv::Mat>(),
+                 readStorage(internal::childPath(path, "metadata")));
 }
 
 }  // namespace zarvo::hdf5

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,14 +26,18 @@ public:
         std::string path;      ///< from the root, e.g. "/run1/calibration/gain"
         std::string typeName;  ///< registered name, or "storage", "frame", "recording", "" for a plain group
         std::string shape;     ///< of a dataset: "scalar" or "(480, 640)"; empty for a group
+        std::vector<std::uint64_t> dims;  ///< of a dataset: its dimensions, none for a scalar or a group
+        bool perFrame;         ///< whether the dataset holds one element per frame of a recording
     };
 
-    /// Creates the file, replacing one of that name; open for reading and writing.
+    /// Creates the file, replacing one of that name; open for reading and writing. The
+    /// root is a NeXus NXroot naming its creator, version and creation time (UTC).
     static RecordingFile create(const std::string& fileName);
-    /// Opens an existing file for reading and writing, to add objects.
+    /// Opens an existing file for reading and writing, to add objects or resume a
+    /// recording; also a file whose writer was killed.
     static RecordingFile openToAppend(const std::string& fileName);
-    /// Opens an existing file for reading only; also a file whose writer was killed
-    /// while recording (it is then read as a single-writer/multiple-reader reader).
+    /// Opens an existing file for reading only; also a file being recorded or whose
+    /// writer was killed at any moment after create() returned.
     static RecordingFile openReadOnly(const std::string& fileName);
 
     /// Takes other's open file; other is left closed.
@@ -62,9 +67,14 @@ public:
 
     /// Writes value as a dataset at path, making missing groups; natively where HDF5 has
     /// the type, otherwise as its byte form. Throws if path exists or value is empty.
+    /// Like every write, it is on disk when the call returns.
     void writeValue(const std::string& path, const std::shared_ptr<exp::Variant>& value);
-    /// Reads the dataset at path back as the type its zarvo_type attribute names.
+    /// Reads the dataset at path back as the type its zarvo_type attribute names; refuses
+    /// a recording's per-frame dataset (see readElement).
     std::shared_ptr<exp::Variant> readValue(const std::string& path) const;
+    /// Reads element index of a recording's per-frame dataset at path: a frame's image
+    /// of its "images", a frame's value of a metadata column or of its "timestamps".
+    std::shared_ptr<exp::Variant> readElement(const std::string& path, size_t index) const;
 
     /// Writes storage as a group at path: a dataset per value, a subgroup per group.
     void writeStorage(const std::string& path, const exp::DataStorage<std::string>& storage);
@@ -72,7 +82,8 @@ public:
     exp::DataStorage<std::string> readStorage(const std::string& path) const;
 
     /// Writes frame as a group at path: its matrix as the dataset "image" (an HDF5 image
-    /// for 8-bit matrices of 1 or 3 channels), its metadata as the storage "metadata".
+    /// for 8-bit matrices of 1 or 3 channels; colour in RGB order), its metadata as the
+    /// storage "metadata".
     void writeFrame(const std::string& path, const exp::Frame& frame);
     /// Reads a group written by writeFrame back.
     exp::Frame readFrame(const std::string& path) const;
@@ -82,8 +93,12 @@ private:
     RecordingFile(std::int64_t id, std::string fileName, bool readOnly);
     // The open file's HDF5 identifier; throws if the file is closed.
     std::int64_t id() const;
-    // Throws unless the file is open for writing and nothing is at path yet.
+    // Throws unless the file is open for writing, takes new objects and nothing is at path yet.
     void requireWritable(const std::string& path) const;
+    // Whether the file is in single-writer/multiple-reader mode, where it takes no new objects.
+    bool isRecording() const;
+    // Runs write, removes what it made at path if it throws, and flushes the file.
+    void writeWhole(const std::string& path, const std::function<void()>& write);
 
     std::int64_t m_id;
     std::string m_fileName;

@@ -119,7 +119,7 @@ TEST(Hdf5RecordingFile, FailuresSayWhatAndLeaveTheFileReadable) {
     const std::vector<std::pair<std::function<void()>, std::string>> cases = {
         {[&] { RecordingFile::openReadOnly(notHdf5); }, "cannot open '" + notHdf5 + "': not an HDF5 file"},
         {[&] { RecordingFile::openToAppend(name + ".missing"); }, "cannot open '" + name + ".missing': no such file"},
-        {[&] { file.readValue("missing/value"); }, "'missing/value': no such object"},
+        {[&] { file.readValue("missing/value"); }, "'missing/value': no such object (HDF5: component not found)"},
         {[&] { file.readStorage("kept"); }, "'kept': is no group"},
         {[&] { file.readFrame("/"); }, "'/': holds a '', not a frame"},
         {[&] { file.writeValue("new", hold(1)); }, "'" + name + "' is open read only: cannot write 'new'"},

@@ -1,5 +1,7 @@
 #include "hdf5/internal/Handle.h"
 
+#include <string>
+
 namespace zarvo::hdf5::internal {
 
 Handle& Handle::operator=(Handle&& other) noexcept {
@@ -31,6 +33,24 @@ void Handle::reset() {
     m_id = H5I_INVALID_HID;
 }
 
-void silenceHdf5Errors() { H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr); }
+void prepareHdf5() {
+    H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr);
+    // Appended, so that a folder the user names in HDF5_PLUGIN_PATH is searched first.
+    static const bool pluginsFound = H5PLappend(ZARVO_HDF5_PLUGIN_DIR) >= 0;
+    static_cast<void>(pluginsFound);
+}
+
+std::string hdf5Cause() {
+    std::string innermost;
+    // Walked upward, the first entry is the one where HDF5 met the problem; the
+    // entries above it only say which call passed it on.
+    const auto first = [](unsigned, const H5E_error2_t* entry, void* data) -> herr_t {
+        auto* text = static_cast<std::string*>(data);
+        if (text->empty() && entry->desc != nullptr) *text = entry->desc;
+        return 0;
+    };
+    H5Ewalk2(H5E_DEFAULT, H5E_WALK_UPWARD, first, &innermost);
+    return innermost.empty() ? "" : " (HDF5: " + innermost + ")";
+}
 
 }  // namespace zarvo::hdf5::internal

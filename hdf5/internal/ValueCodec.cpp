@@ -56,10 +56,16 @@ Selection elementOf(hid_t dataset, hsize_t index, const std::string& path) {
 }
 
 // A transfer with a small conversion buffer: HDF5 clears its buffer (1 MB by default) on
-// every read or write that converts, which for one metadata string costs more than the frame.
-Handle smallTransfer() {
-    Handle transfer = ZARVO_H5_OPEN(H5Pcreate(H5P_DATASET_XFER), "cannot make a transfer property list");
-    H5Pset_buffer(transfer.get(), 64 * 1024, nullptr, nullptr);
+// every read or write that converts, which for one metadata string costs more than the
+// frame. Made once and kept for the process (HDF5 frees it at exit): making a property
+// list costs more than the element it transfers.
+hid_t smallTransfer() {
+    static const hid_t transfer = [] {
+        const hid_t made = H5Pcreate(H5P_DATASET_XFER);
+        if (made >= 0) H5Pset_buffer(made, 64 * 1024, nullptr, nullptr);
+        return made;
+    }();
+    if (transfer < 0) ZARVO_THROW("cannot make a transfer property list");
     return transfer;
 }
 
@@ -129,7 +135,7 @@ struct Elements {
             if constexpr (std::is_same_v<E, std::string>) stored.push_back(it->c_str());
             else stored.push_back(static_cast<Stored>(*it));
         }
-        ZARVO_H5_CHECK(H5Dwrite(dataset, type().get(), slot.memory.get(), slot.file.get(), smallTransfer().get(),
+        ZARVO_H5_CHECK(H5Dwrite(dataset, type().get(), slot.memory.get(), slot.file.get(), smallTransfer(),
                                 stored.data()),
                        "'" << path << "': cannot write its elements");
     }
@@ -147,7 +153,7 @@ struct Elements {
             std::vector<Stored> stored(slot.count);
             // A bool written by another tool may be any integer: read it as a number.
             Handle memoryType = std::is_same_v<E, bool> && kind == H5T_INTEGER ? copyOf(H5T_NATIVE_SCHAR) : type();
-            ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), smallTransfer().get(),
+            ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), smallTransfer(),
                                    stored.data()),
                            "'" << path << "': cannot read its elements as '" << typeName << "'");
             return std::vector<E>(stored.begin(), stored.end());
@@ -171,7 +177,7 @@ private:
     static std::vector<std::string> readVariable(hid_t dataset, const Selection& slot, const std::string& path) {
         Handle memoryType = utf8Type();
         std::vector<char*> texts(slot.count, nullptr);
-        ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), smallTransfer().get(), texts.data()),
+        ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), smallTransfer(), texts.data()),
                        "'" << path << "': cannot read its strings");
         std::vector<std::string> result(texts.begin(), texts.end());
         H5Dvlen_reclaim(memoryType.get(), slot.memory.get(), H5P_DEFAULT, texts.data());
@@ -184,7 +190,7 @@ private:
         H5Tset_size(memoryType.get(), width);
     H5Tset_strpad(memoryType.get(), H5T_STR_NULLPAD);  // all width characters, a terminator or not
         std::vector<char> buffer(width * slot.count);
-        ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), smallTransfer().get(), buffer.data()),
+        ZARVO_H5_CHECK(H5Dread(dataset, memoryType.get(), slot.memory.get(), slot.file.get(), smallTransfer(), buffer.data()),
                        "'" << path << "': cannot read its strings");
         std::vector<std::string> result;
         for (size_t i = 0; i < slot.count; ++i) {
@@ -275,8 +281,6 @@ hid_t pixelType(int depth) {
     }
 }
 
-namespace {
-
 int depthOf(hid_t type) {
     const H5T_class_t kind = H5Tget_class(type);
     const size_t size = H5Tget_size(type);
@@ -287,6 +291,8 @@ int depthOf(hid_t type) {
     if (size == 2) return isSigned ? CV_16S : CV_16U;
     return size == 4 && isSigned ? CV_32S : -1;
 }
+
+namespace {
 
 template <>
 struct Family<cv::Mat> {
@@ -328,7 +334,7 @@ struct Family<cv::Mat> {
                                    "cannot make a memory space");
         }
         ZARVO_H5_CHECK(H5Dread(dataset, pixelType(depth), memory.valid() ? memory.get() : H5S_ALL, fileSpace,
-                               smallTransfer().get(), pixels.data),
+                               smallTransfer(), pixels.data),
                        "'" << path << "': cannot read its pixels");
         return pixels;
     }
@@ -450,12 +456,16 @@ std::string typeNameOf(hid_t dataset, const std::string& path) {
     return typeName;
 }
 
+}  // namespace
+
 bool isByteForm(hid_t dataset, const std::string& path) {
     if (!hasAttribute(dataset, kFormAttribute)) return false;
     const std::string form = readTextAttribute(dataset, kFormAttribute, path);
     if (form != kByteForm) ZARVO_THROW("'" << path << "': unknown form '" << form << "'");
     return true;
 }
+
+namespace {
 
 std::shared_ptr<Variant> fromBytes(const std::vector<char>& bytes, const std::string& path, const std::string& typeName) {
     size_t used = 0;
@@ -470,6 +480,13 @@ std::shared_ptr<Variant> fromBytes(const std::vector<char>& bytes, const std::st
     return value;
 }
 
+// The value's byte form, written straight into the buffer HDF5 then reads it from.
+std::vector<char> byteFormOf(const Variant& value) {
+    std::vector<char> bytes(value.sizeofT_imp());
+    bytes.resize(value.serialize_imp(fileEndian(), bytes.data()));
+    return bytes;
+}
+
 Handle byteColumnType() {
     return ZARVO_H5_OPEN(H5Tvlen_create(H5T_NATIVE_UINT8), "cannot make the byte form column type");
 }
@@ -478,6 +495,30 @@ Handle byteColumnType() {
 
 cv::Mat readPixels(hid_t dataset, hid_t fileSpace, const std::vector<hsize_t>& imageDims, const std::string& path) {
     return Family<cv::Mat>::pixelsOf(dataset, fileSpace, imageDims, path, "cvmat");
+}
+
+bool storedAsRgb(int channels) { return channels == 3 || channels == 4; }
+
+cv::Mat swapRedBlue(const cv::Mat& image) {
+    if (!storedAsRgb(image.channels())) return image;
+    cv::Mat swapped(image.size(), image.type());
+    // Channel 0 to 2, 1 stays, 2 to 0, an alpha channel stays: the same for every depth.
+    const int fromTo[] = {0, 2, 1, 1, 2, 0, 3, 3};
+    cv::mixChannels(&image, 1, &swapped, 1, fromTo, static_cast<size_t>(image.channels()));
+    return swapped;
+}
+
+cv::Mat readStackFrame(hid_t stack, hsize_t index, const std::string& path) {
+    std::vector<hsize_t> dims = shapeOf(stack, path);
+    if (dims.size() < 3 || index >= dims[0]) ZARVO_THROW("'" << path << "': has no frame " << index);
+    std::vector<hsize_t> start(dims.size(), 0);
+    start[0] = index;
+    dims[0] = 1;
+    Handle space = ZARVO_H5_OPEN(H5Dget_space(stack), "'" << path << "': cannot read its space");
+    ZARVO_H5_CHECK(H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, start.data(), nullptr, dims.data(), nullptr),
+                   "'" << path << "': cannot select frame " << index);
+    const cv::Mat pixels = readPixels(stack, space.get(), {dims.begin() + 1, dims.end()}, path);
+    return hasAttribute(stack, kChannelOrderAttribute) ? swapRedBlue(pixels) : pixels;
 }
 
 Endian fileEndian() {
@@ -489,13 +530,29 @@ Endian fileEndian() {
 
 bool hasAttribute(hid_t object, const char* name) { return H5Aexists(object, name) > 0; }
 
-void writeTextAttribute(hid_t object, const char* name, const std::string& text) {
+namespace {
+
+// Texts as a variable-length UTF-8 attribute of the given space.
+void writeTexts(hid_t object, const char* name, const std::vector<const char*>& texts, hid_t space) {
     Handle type = utf8Type();
-    Handle space = ZARVO_H5_OPEN(H5Screate(H5S_SCALAR), "cannot make a scalar space");
-    Handle attribute = ZARVO_H5_OPEN(H5Acreate2(object, name, type.get(), space.get(), H5P_DEFAULT, H5P_DEFAULT),
+    Handle attribute = ZARVO_H5_OPEN(H5Acreate2(object, name, type.get(), space, H5P_DEFAULT, H5P_DEFAULT),
                                      "cannot create the attribute '" << name << "'");
-    const char* data = text.c_str();
-    ZARVO_H5_CHECK(H5Awrite(attribute.get(), type.get(), &data), "cannot write the attribute '" << name << "'");
+    ZARVO_H5_CHECK(H5Awrite(attribute.get(), type.get(), texts.data()), "cannot write the attribute '" << name << "'");
+}
+
+}  // namespace
+
+void writeTextAttribute(hid_t object, const char* name, const std::string& text) {
+    Handle space = ZARVO_H5_OPEN(H5Screate(H5S_SCALAR), "cannot make a scalar space");
+    writeTexts(object, name, {text.c_str()}, space.get());
+}
+
+void writeTextListAttribute(hid_t object, const char* name, const std::vector<std::string>& texts) {
+    const hsize_t count = texts.size();
+    Handle space = ZARVO_H5_OPEN(H5Screate_simple(1, &count, nullptr), "cannot make a space of " << count << " texts");
+    std::vector<const char*> pointers;
+    for (const std::string& text : texts) pointers.push_back(text.c_str());
+    writeTexts(object, name, pointers, space.get());
 }
 
 void writeFixedTextAttribute(hid_t object, const char* name, const std::string& text) {
@@ -578,11 +635,10 @@ void writeValue(hid_t parent, const std::string& name, const Variant& value, con
     const std::string typeName = value.getTypeString();
     const Codec* codec = codecFor(value);
     if (codec == nullptr || !codec->write(parent, name, value, path)) {
-        size_t size = 0;
-        const std::shared_ptr<char> bytes = value.serialize(fileEndian(), size);
-        Handle dataset = createDataset(parent, name, H5T_NATIVE_UINT8, {size}, path);
-        if (size > 0)
-            ZARVO_H5_CHECK(H5Dwrite(dataset.get(), H5T_NATIVE_UINT8, H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes.get()),
+        const std::vector<char> bytes = byteFormOf(value);
+        Handle dataset = createDataset(parent, name, H5T_NATIVE_UINT8, {bytes.size()}, path);
+        if (!bytes.empty())
+            ZARVO_H5_CHECK(H5Dwrite(dataset.get(), H5T_NATIVE_UINT8, H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes.data()),
                            "'" << path << "': cannot write its bytes");
         writeTextAttribute(dataset.get(), kFormAttribute, kByteForm);
     }
@@ -591,13 +647,16 @@ void writeValue(hid_t parent, const std::string& name, const Variant& value, con
 }
 
 std::shared_ptr<Variant> readValue(hid_t dataset, const std::string& path) {
+    if (hasAttribute(dataset, kPerFrameAttribute))
+        ZARVO_THROW("'" << path << "': holds one element per frame of a recording (shape " << shapeText(shapeOf(dataset, path))
+                        << "), not one value: read them with RecordingFile::readElement");
     const std::string typeName = typeNameOf(dataset, path);
     if (isByteForm(dataset, path)) {
         const std::vector<hsize_t> dims = shapeOf(dataset, path);
         if (dims.size() != 1) misfit(path, "byte form of shape " + shapeText(dims), typeName);
         std::vector<char> bytes(dims[0]);
         if (!bytes.empty())
-            ZARVO_H5_CHECK(H5Dread(dataset, H5T_NATIVE_UINT8, H5S_ALL, H5S_ALL, smallTransfer().get(), bytes.data()),
+            ZARVO_H5_CHECK(H5Dread(dataset, H5T_NATIVE_UINT8, H5S_ALL, H5S_ALL, smallTransfer(), bytes.data()),
                            "'" << path << "': cannot read its bytes");
         return fromBytes(bytes, path, typeName);
     }
@@ -611,20 +670,23 @@ Handle columnElementType(const std::string& typeName) {
     return codec && codec->columnType ? codec->columnType() : Handle();
 }
 
-void writeColumnElement(hid_t column, hsize_t index, const Variant& value, const std::string& path) {
+void writeColumnElement(hid_t column, hsize_t index, const Variant& value, bool byteForm, const std::string& path) {
     const Codec* codec = codecFor(value);
-    if (!isByteForm(column, path)) {
+    if (!byteForm) {
         if (codec == nullptr || !codec->writeAt || !codec->writeAt(column, index, value, path))
             ZARVO_THROW("'" << path << "': a value of type '" << value.getTypeString() << "' does not fit this column");
         return;
     }
-    size_t size = 0;
-    const std::shared_ptr<char> bytes = value.serialize(fileEndian(), size);
-    hvl_t element{size, bytes.get()};
+    std::vector<char> bytes = byteFormOf(value);
+    hvl_t element{bytes.size(), bytes.data()};
     const Selection slot = elementOf(column, index, path);
-    ZARVO_H5_CHECK(H5Dwrite(column, byteColumnType().get(), slot.memory.get(), slot.file.get(), smallTransfer().get(),
+    ZARVO_H5_CHECK(H5Dwrite(column, byteColumnType().get(), slot.memory.get(), slot.file.get(), smallTransfer(),
                             &element),
                    "'" << path << "': cannot write element " << index);
+}
+
+std::int64_t readInt64Element(hid_t column, hsize_t index, const std::string& path) {
+    return Elements<std::int64_t>::read(column, elementOf(column, index, path), path, "int64").at(0);
 }
 
 std::shared_ptr<Variant> readColumnElement(hid_t column, hsize_t index, const std::string& path) {
@@ -637,7 +699,7 @@ std::shared_ptr<Variant> readColumnElement(hid_t column, hsize_t index, const st
     const Selection slot = elementOf(column, index, path);
     Handle type = byteColumnType();
     hvl_t element{0, nullptr};
-    ZARVO_H5_CHECK(H5Dread(column, type.get(), slot.memory.get(), slot.file.get(), smallTransfer().get(), &element),
+    ZARVO_H5_CHECK(H5Dread(column, type.get(), slot.memory.get(), slot.file.get(), smallTransfer(), &element),
                    "'" << path << "': cannot read element " << index);
     const char* data = static_cast<const char*>(element.p);
     const std::vector<char> bytes(data, data + element.len);

@@ -53,6 +53,15 @@ int main(int argc, char** argv) {
     file.writeFrame("frames/gray", grayFrame);
     file.writeFrame("frames/color", Frame(cv::Mat(2, 2, CV_8UC3, cv::Scalar(1, 2, 3))));
 
+    // The other recordings are declared before the first frame of any: one writer, several streams.
+    FrameRecorder::Options lz4;
+    lz4.compression = FrameRecorder::Compression::lz4;
+    FrameRecorder sensor(file, "lz4run", Frame(cv::Mat(8, 6, CV_16UC1)), lz4);
+    FrameRecorder::Options timed;
+    timed.timeKey = "time";
+    Frame colourLayout(cv::Mat(3, 4, CV_8UC3));
+    colourLayout.addMetaDate("time", hold<std::int64_t>(0));
+    FrameRecorder colour(file, "entry/colour", colourLayout, timed);
     FrameRecorder::Options options;
     options.deflateLevel = 4;
     FrameRecorder recorder(file, "run", options);
@@ -62,6 +71,12 @@ int main(int argc, char** argv) {
         frame.addMetaDate("camera.mode", hold(std::string(i == 1 ? "odd" : "even")));
         frame.addMetaDate("camera.firmware", hold(Version(2, 0, static_cast<unsigned>(i))));
         recorder.append(frame);
+        cv::Mat noisy(8, 6, CV_16UC1);
+        for (int p = 0; p < 48; ++p) noisy.at<unsigned short>(p) = static_cast<unsigned short>(4096 + 64 * p + (p * 7 + i) % 5);
+        sensor.append(Frame(noisy));
+        Frame colourFrame(cv::Mat(3, 4, CV_8UC3, cv::Scalar(10 + i, 20, 30)));  // blue 10 + i, green 20, red 30
+        colourFrame.addMetaDate("time", hold<std::int64_t>(1700000000000000000 + 40000000 * i));
+        colour.append(colourFrame);
     }
     return 0;
 }

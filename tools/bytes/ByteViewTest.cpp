@@ -1,62 +1,20 @@
 // Runs the built zarvo-inspect on files the library writes and checks its exact
 // output, error line and exit code. A program of its own: it registers the storage
 // holder so that a storage with groups has a byte form, as the inspector does.
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
 
 #include "core/datatypes/CalibrationInfo.h"
 #include "core/datatypes/DataStorage.h"
 #include "core/datatypes/Version.h"
 #include "zarvo/version.h"
 #include "tests/TestSupport.h"
+#include "tools/bytes/InspectorRun.h"
 
 using namespace zarvo::exp;
 using namespace testsupport;
+using namespace inspecttest;
 using Storage = DataStorage<std::string>;
 
 [[maybe_unused]] const TypeObject* const kStorageEntry = registerStorageType();
-
-namespace {
-
-const std::string kDir = ::testing::TempDir() + "zarvo_inspect_" + std::to_string(getpid()) + "/";
-const struct Scratch {
-    Scratch() { std::filesystem::create_directories(kDir); }
-    ~Scratch() { std::filesystem::remove_all(kDir); }
-} kScratch;
-
-std::string slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-// Writes bytes to a file in the scratch directory; gives its path.
-std::string file(const std::string& name, const std::string& bytes) {
-    std::ofstream(kDir + name, std::ios::binary) << bytes;
-    return kDir + name;
-}
-
-// Exit code, standard output and standard error of the program run with args.
-std::tuple<int, std::string, std::string> run(const std::string& args) {
-    const int status = std::system((ZARVO_INSPECT_PROGRAM " " + args + " >" + kDir + "out 2>" + kDir + "err").c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(kDir + "out"), slurp(kDir + "err")};
-}
-
-// Runs args; checks the exit code, the output, and the error line ("zarvo-inspect: " +
-// error; a usage error adds the usage text, which nothing else prints).
-void expectRun(const std::string& args, int code, const std::string& out, const std::string& error) {
-    const auto [gotCode, gotOut, gotError] = run(args);
-    EXPECT_TRUE(gotCode == code && gotOut == out) << args << ": " << gotCode << " " << gotOut;
-    const std::string line = error.empty() ? "" : "zarvo-inspect: " + error + "\n";
-    EXPECT_EQ(code == 2 ? gotError.substr(0, line.size()) : gotError, line) << args;
-    EXPECT_EQ(gotError.find("usage:") != std::string::npos, code == 2) << args;
-}
-
-using Case = std::tuple<std::string, int, std::string, std::string>;
-
-}  // namespace
 
 // Exit 0 with the output alone; bad input exits 1 with one error line; usage errors exit 2 and add the usage text.
 TEST(Inspect, OutputErrorLineAndExitCode) {

@@ -57,7 +57,7 @@ const char* const kUsage =
     "       zarvo-inspect write NAME TEXT [--swap] [--hex]\n"
     "       zarvo-inspect types\n"
 #ifdef ZARVO_INSPECT_HDF5
-    "       zarvo-inspect h5 list FILE | h5 print FILE PATH   (HDF5 recordings)\n"
+    "       zarvo-inspect h5 list FILE | h5 summary FILE | h5 print FILE PATH [--frames A:B] [--json]\n"
 #endif
 #ifdef ZARVO_INSPECT_TRANSPORT
     "       zarvo-inspect listen ENDPOINT [TOPIC...] [--count N] [--json] [--pull]\n"
@@ -77,6 +77,11 @@ const char* const kUsage =
     "  --offset N    starts reading N bytes into the input\n"
 #ifdef ZARVO_INSPECT_PNG
     "  --png OUT     (read cvmat only) writes the matrix as a PNG, scaled to 0..255\n"
+#endif
+#ifdef ZARVO_INSPECT_HDF5
+    "h5 looks into HDF5 files the library wrote: list every object, summary of each recording\n"
+    "(frames, compression, timestamps), print one object; a per-frame dataset frame by frame,\n"
+    "--frames A:B from frame A up to B (excluded).\n"
 #endif
     "write reads TEXT as exactly one value (as 'read' shows it; anything else is refused) and\n"
     "prints its byte form, raw or with --hex as hex digits.\n"
@@ -392,12 +397,22 @@ int version(int, char**) {
     return 0;
 }
 
+#ifdef ZARVO_INSPECT_HDF5
+int h5(int argc, char** argv) {
+    try {
+        return inspect::runH5(argc, argv);
+    } catch (const std::invalid_argument& error) {
+        throw UsageError(error.what());
+    }
+}
+#endif
+
 // The commands, by the word that selects them.
 const std::pair<const char*, int (*)(int, char**)> kCommands[] = {
     {"read", read}, {"write", write}, {"types", types},
     {"help", help}, {"--help", help}, {"-h", help}, {"--version", version},
 #ifdef ZARVO_INSPECT_HDF5
-    {"h5", inspect::runH5},
+    {"h5", h5},
 #endif
 #ifdef ZARVO_INSPECT_TRANSPORT
     {"listen", listen}, {"send", send}, {"keys", keys},
