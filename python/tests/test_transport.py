@@ -228,7 +228,7 @@ def test_cpp_listener_takes_a_message_encoded_by_hand_and_counts_a_bad_one():
 
 def test_readme_streams_session_runs(capsys):
     readme = os.environ.get("ZARVO_README", os.path.join(os.path.dirname(__file__), "..", "..", "README.md"))
-    section = open(readme, encoding="utf-8").read().split("\n### From Python and the command line\n")[1]
+    section = open(readme, encoding="utf-8").read().split("\n### Streams from Python and the command line\n")[1]
     block = section.split("```python\n", 1)[1].split("```", 1)[0]
     exec(compile(block, "README.md", "exec"), {})
     assert capsys.readouterr().out == "camera/0 0 (480, 640) Stats(received=1, dropped=0, malformed=0, restarts=0)\n"
