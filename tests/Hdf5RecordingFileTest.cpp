@@ -1,7 +1,7 @@
 // Values, storages and frames written to an HDF5 file and read back; what each failure
 // says and that the file stays readable after it. What another tool sees in these
 // files is checked by h5py (tests/hdf5/test_cpp_written.py).
-#include <cstdio>
+#include <fstream>
 #include <list>
 #include <string>
 #include <vector>
@@ -101,9 +101,7 @@ TEST(Hdf5RecordingFile, StoragesAndFramesReadBackEqual) {
 TEST(Hdf5RecordingFile, FailuresSayWhatAndLeaveTheFileReadable) {
     const std::string name = scratch("failures");
     const std::string notHdf5 = scratch("not_hdf5");
-    std::FILE* text = std::fopen(notHdf5.c_str(), "w");
-    std::fputs("plain text", text);
-    std::fclose(text);
+    std::ofstream(notHdf5) << "plain text";
     {
         RecordingFile file = RecordingFile::create(name);
         file.writeValue("kept", hold(7));
