@@ -103,13 +103,14 @@ TEST(Hdf5FrameRecorder, FramesReadBackOneByOneInEveryCompression) {
             EXPECT_EQ(messageOf([&] { file.readValue("runs/1/images"); }),
                       std::string("'runs/1/images': holds one element per frame of a recording (shape (7, 48, 64") +
                           (channels == 3 ? ", 3" : "") + ")" + advice);
-            EXPECT_EQ(messageOf([&] { file.readValue("runs/1/metadata/camera/temperature"); }),
-                      "'runs/1/metadata/camera/temperature': holds one element per frame of a recording (shape (7,)" + advice);
-            EXPECT_EQ(cv::norm(file.readElement("runs/1/images", 2)->value<cv::Mat>(), frameNumber(2, channels).getFrameData(),
-                               cv::NORM_INF),
-                      0);
-            EXPECT_EQ(file.readElement("runs/1/metadata/camera/temperature", 1)->toDouble(), 21.0);
-            EXPECT_EQ(messageOf([&] { file.readElement("runs/1/images", 7); }), "'runs/1/images': has 7 frames, no frame 7");
+            const std::string column = "runs/1/metadata/camera/temperature";
+            EXPECT_EQ(messageOf([&] { file.readValue(column); }),
+                      "'" + column + "': holds one element per frame of a recording (shape (7,)" + advice);
+            const cv::Mat image = file.readElement("runs/1/images", 2)->value<cv::Mat>();
+            EXPECT_EQ(cv::norm(image, frameNumber(2, channels).getFrameData(), cv::NORM_INF), 0);
+            EXPECT_EQ(file.readElement(column, 1)->toDouble(), 21.0);
+            EXPECT_EQ(messageOf([&] { file.readElement("runs/1/images", 7); }),
+                      "'runs/1/images': has 7 frames, no frame 7");
         }
     }
 }
@@ -293,7 +294,8 @@ TEST(Hdf5FrameRecorder, TwoStreamsKilledThenResumed) {
               "'run/slow': frame " + std::to_string(before) +
                   " does not fit the recording: image 48x64 of type 0, the first was 24x32 of type 2");
     slower.append(slow(99));
-    EXPECT_LE(FrameRecorder::timestampOf(file, "run/slow", before - 1), FrameRecorder::timestampOf(file, "run/slow", before));
+    EXPECT_LE(FrameRecorder::timestampOf(file, "run/slow", before - 1),
+              FrameRecorder::timestampOf(file, "run/slow", before));
     for (size_t i = 0; i < before; ++i)
         EXPECT_EQ(FrameRecorder::readFrame(file, "run/slow", i).getFrameData().at<unsigned short>(3, 4), 100 * i);
     EXPECT_EQ(FrameRecorder::readFrame(file, "run/slow", before).getFrameData().at<unsigned short>(0, 0), 9900);

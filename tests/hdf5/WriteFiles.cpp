@@ -30,9 +30,9 @@ int main(int argc, char** argv) {
     RecordingFile file = RecordingFile::create(argv[1]);
     const std::pair<const char*, std::shared_ptr<Variant>> values[] = {
         {"int16", hold<short>(-12345)}, {"uint64", hold<std::uint64_t>(18000000000000000000u)}, {"double", hold(2.5)},
-        {"bool", hold(true)}, {"string", hold(std::string("Grüße"))}, {"vecfloat", hold(std::vector<float>{0.5f, -1.5f})},
-        {"listuint8", hold(std::list<unsigned char>{1, 2, 255})}, {"vecstring", hold(std::vector<std::string>{"a", "bc"})},
-        {"cvsize", hold(cv::Size(640, 480))}, {"cvrect", hold(cv::Rect(1, 2, 3, 4))},
+        {"bool", hold(true)}, {"string", hold(std::string("Grüße"))}, {"cvsize", hold(cv::Size(640, 480))},
+        {"vecfloat", hold(std::vector<float>{0.5f, -1.5f})}, {"listuint8", hold(std::list<unsigned char>{1, 2, 255})},
+        {"vecstring", hold(std::vector<std::string>{"a", "bc"})}, {"cvrect", hold(cv::Rect(1, 2, 3, 4))},
         {"cvmat", hold(cv::Mat((cv::Mat_<float>(2, 3) << 1, 2, 3, 4, 5, 6)))}, {"version", hold(Version(1, 2, 3))}};
     for (const auto& [path, value] : values) file.writeValue(std::string("values/") + path, value);
 

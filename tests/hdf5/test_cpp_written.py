@@ -104,14 +104,12 @@ def test_recordings_are_nxdata_with_timestamps_as_frame_axis(f, path):
             assert column.dims[0][0] == timestamps
 
 
-def test_lz4_recording_reads_in_h5py(f):
+def test_lz4_and_colour_recordings_read_in_h5py(f):
     images = f["lz4run/images"]
     assert images.shuffle and "32004" in images._filters
     assert images.shape == (3, 8, 6) and images.attrs["interpretation"] == "image"
     assert images[2, 0, 1] == 4096 + 64 + (7 + 2) % 5
-
-
-def test_colour_recording_is_rgb_at_the_callers_times(f):
+    # The colour recording: RGB, at the caller's times.
     images, timestamps = f["entry/colour/images"], f["entry/colour/timestamps"]
     assert "interpretation" not in images.attrs and images.attrs["zarvo_channel_order"] == "RGB"
     assert list(images[2, 1, 1]) == [30, 20, 12]
