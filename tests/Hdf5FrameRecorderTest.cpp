@@ -154,11 +154,8 @@ TEST(Hdf5FrameRecorder, AFilterThatIsNotThereIsRefusedAtConstruction) {
         EXPECT_EQ(FrameRecorder::compressionOf(file, "run"), "bitshuffle-lz4");
     } catch (const zarvo::Exception& error) {
         // Debian has no bitshuffle plugin of its own: where none is installed, nothing is written.
-        EXPECT_EQ(error.message().rfind("'run': bitshuffle-LZ4 compression (HDF5 filter 32008) is not available: install "
-                                        "a bitshuffle HDF5 plugin",
-                                        0),
-                  0u)
-            << error.message();
+        EXPECT_THAT(error.message(), ::testing::StartsWith("'run': bitshuffle-LZ4 compression (HDF5 filter 32008) is "
+                                                           "not available: install a bitshuffle HDF5 plugin"));
         EXPECT_FALSE(file.contains("run"));
     }
 }
@@ -190,38 +187,13 @@ TEST(Hdf5FrameRecorder, TimestampsFromAKeyFindFramesByTime) {
               "'run2': time key 'index' holds a 'int32', not int64 or uint64 nanoseconds since the Unix epoch");
 }
 
-// The case of a triggered camera: values written, the recorder built, and the writer
-// killed while it waits for its first frame. Everything written before must read back.
-TEST(Hdf5FrameRecorder, KilledBeforeTheFirstFrameKeepsWhatWasWritten) {
-    const std::string name = scratch("killed_early");
-    killAfterReports(
-        [&](int pipe) {
-            RecordingFile file = RecordingFile::create(name);
-            file.writeValue("operator", hold(std::string("ada")));
-            file.writeValue("calibration/gain", hold(1.25));
-            FrameRecorder recorder(file, "run");
-            report(pipe, 0);
-            pause();
-        },
-        1);
-    {
-        const RecordingFile file = RecordingFile::openReadOnly(name);
-        EXPECT_EQ(file.readValue("operator")->toString(), "ada");
-        EXPECT_EQ(file.readValue("calibration/gain")->toDouble(), 1.25);
-        EXPECT_EQ(FrameRecorder::frameCount(file, "run"), 0u);
-    }
-    // And the file takes more once open again: the same recording, now with frames.
-    RecordingFile again = RecordingFile::openToAppend(name);
-    FrameRecorder recorder = FrameRecorder::resume(again, "run");
-    recorder.append(frameNumber(0));
-    expectFrame(FrameRecorder::readFrame(again, "run", 0), 0);
-}
-
 // Kills at random moments after create() returned, each step reported once complete: the
-// file opens every time and holds every reported step.
+// file opens every time and holds every reported step. Round 0 is a triggered camera,
+// killed while it waits for its first frame; its file then takes the frames it missed.
 TEST(Hdf5FrameRecorder, KilledAtRandomMomentsKeepsEveryCompletedCall) {
     std::mt19937 random(25);
     for (int round = 0; round < 12; ++round) {
+        const bool waiting = round == 0;
         const std::string name = scratch("random_kill");
         const useconds_t delay = std::uniform_int_distribution<useconds_t>(0, 40000)(random);
         const int step = killAfterReports(
@@ -238,14 +210,15 @@ TEST(Hdf5FrameRecorder, KilledAtRandomMomentsKeepsEveryCompletedCall) {
                 options.flushEvery = 1;
                 FrameRecorder recorder(file, "run", options);
                 report(pipe, 4);
+                if (waiting) pause();
                 for (int i = 0; i < 100000; ++i) {
                     recorder.append(frameNumber(i));
                     report(pipe, 5 + i);
                 }
             },
-            1, delay);
+            waiting ? 4 : 1, waiting ? 0 : delay);
         SCOPED_TRACE("round " + std::to_string(round) + ", step " + std::to_string(step));
-        const RecordingFile file = RecordingFile::openReadOnly(name);
+        RecordingFile file = RecordingFile::openReadOnly(name);
         if (step < 2) continue;
         EXPECT_EQ(file.readValue("operator")->toString(), "ada");
         if (step < 3) continue;
@@ -255,6 +228,12 @@ TEST(Hdf5FrameRecorder, KilledAtRandomMomentsKeepsEveryCompletedCall) {
         const size_t frames = FrameRecorder::frameCount(file, "run");
         EXPECT_GE(frames, static_cast<size_t>(step - 4));
         for (size_t i = 0; i < frames; ++i) expectFrame(FrameRecorder::readFrame(file, "run", i), static_cast<int>(i));
+        if (!waiting) continue;
+        EXPECT_EQ(frames, 0u);
+        file.close();
+        RecordingFile again = RecordingFile::openToAppend(name);
+        FrameRecorder::resume(again, "run").append(frameNumber(0));
+        expectFrame(FrameRecorder::readFrame(again, "run", 0), 0);
     }
 }
 
