@@ -34,8 +34,9 @@ Frame frameNumber(int i, int channels = 1) {
 }
 
 // Runs work in a child, which reports numbers through the pipe it is given; once the
-// parent has read reports of them, the child is killed for real. Gives the last report.
-int killAfterReports(const std::function<void(int)>& work, int reports) {
+// parent has read reports of them and waited delay microseconds more, the child is killed
+// for real. Gives the last report the child made before it died.
+int killAfterReports(const std::function<void(int)>& work, int reports, useconds_t delay = 0) {
     int pipeEnds[2];
     if (pipe(pipeEnds) != 0) return -1;
     const pid_t child = fork();
@@ -48,9 +49,11 @@ int killAfterReports(const std::function<void(int)>& work, int reports) {
     int last = -1;
     for (int i = 0; i < reports; ++i)
         if (read(pipeEnds[0], &last, sizeof last) != sizeof last) ADD_FAILURE() << "the child ended before report " << i;
+    usleep(delay);
     kill(child, SIGKILL);
     int status = 0;
     waitpid(child, &status, 0);
+    for (int next = 0; read(pipeEnds[0], &next, sizeof next) == sizeof next;) last = next;
     close(pipeEnds[0]);
     EXPECT_TRUE(WIFSIGNALED(status));
     return last;
@@ -83,7 +86,6 @@ TEST(Hdf5FrameRecorder, FramesReadBackOneByOneInEveryCompression) {
             const std::string name = scratch("run" + text.substr(0, 4) + std::to_string(channels));
             {
                 RecordingFile file = RecordingFile::create(name);
-                file.writeValue("operator", hold(std::string("ada")));
                 FrameRecorder::Options options;
                 options.compression = compression;
                 options.flushEvery = 3;
@@ -96,6 +98,19 @@ TEST(Hdf5FrameRecorder, FramesReadBackOneByOneInEveryCompression) {
             EXPECT_EQ(FrameRecorder::compressionOf(file, "runs/1"), text);
             for (const int i : {6, 0, 3}) expectFrame(FrameRecorder::readFrame(file, "runs/1", i), i, channels);
             EXPECT_EQ(messageOf([&] { FrameRecorder::readFrame(file, "runs/1", 7); }), "'runs/1': has 7 frames, no frame 7");
+            // The stack and the columns have the frame tag of their own: read per frame, never as one value.
+            const std::string advice = "), not one value: read them with RecordingFile::readElement";
+            EXPECT_EQ(messageOf([&] { file.readValue("runs/1/images"); }),
+                      std::string("'runs/1/images': holds one element per frame of a recording (shape (7, 48, 64") +
+                          (channels == 3 ? ", 3" : "") + ")" + advice);
+            const std::string column = "runs/1/metadata/camera/temperature";
+            EXPECT_EQ(messageOf([&] { file.readValue(column); }),
+                      "'" + column + "': holds one element per frame of a recording (shape (7,)" + advice);
+            const cv::Mat image = file.readElement("runs/1/images", 2)->value<cv::Mat>();
+            EXPECT_EQ(cv::norm(image, frameNumber(2, channels).getFrameData(), cv::NORM_INF), 0);
+            EXPECT_EQ(file.readElement(column, 1)->toDouble(), 21.0);
+            EXPECT_EQ(messageOf([&] { file.readElement("runs/1/images", 7); }),
+                      "'runs/1/images': has 7 frames, no frame 7");
         }
     }
 }
@@ -104,7 +119,14 @@ TEST(Hdf5FrameRecorder, AFrameThatDoesNotFitIsRefusedWhole) {
     const std::string name = scratch("misfit");
     RecordingFile file = RecordingFile::create(name);
     FrameRecorder recorder(file, "run");
+    FrameRecorder late(file, "late");
     recorder.append(frameNumber(0));
+    EXPECT_EQ(messageOf([&] { late.append(frameNumber(0)); }),
+              "'late': the file records frames already and takes no new recording: declare every recording before "
+              "the first frame, each with its layout frame");
+    EXPECT_EQ(messageOf([&] { file.writeValue("note", hold(1)); }),
+              "'" + name + "' records frames: it takes no new object such as 'note' (write values and declare every "
+              "recording before the first frame)");
     Frame extraKey = frameNumber(1);
     extraKey.addMetaDate("extra", hold(1));
     Frame otherType = frameNumber(1);
@@ -132,32 +154,10 @@ TEST(Hdf5FrameRecorder, AFilterThatIsNotThereIsRefusedAtConstruction) {
         EXPECT_EQ(FrameRecorder::compressionOf(file, "run"), "bitshuffle-lz4");
     } catch (const zarvo::Exception& error) {
         // Debian has no bitshuffle plugin of its own: where none is installed, nothing is written.
-        EXPECT_EQ(error.message().rfind("'run': bitshuffle-LZ4 compression (HDF5 filter 32008) is not available: install "
-                                        "a bitshuffle HDF5 plugin",
-                                        0),
-                  0u)
-            << error.message();
+        EXPECT_THAT(error.message(), ::testing::StartsWith("'run': bitshuffle-LZ4 compression (HDF5 filter 32008) is "
+                                                           "not available: install a bitshuffle HDF5 plugin"));
         EXPECT_FALSE(file.contains("run"));
     }
-}
-
-TEST(Hdf5FrameRecorder, TheStackAndColumnsAreReadPerFrameNotAsOneValue) {
-    const std::string name = scratch("stack");
-    {
-        RecordingFile file = RecordingFile::create(name);
-        FrameRecorder recorder(file, "run");
-        for (int i = 0; i < 3; ++i) recorder.append(frameNumber(i, 3));
-    }
-    const RecordingFile file = RecordingFile::openReadOnly(name);
-    const std::string advice = "), not one value: read them with RecordingFile::readElement";
-    EXPECT_EQ(messageOf([&] { file.readValue("run/images"); }),
-              "'run/images': holds one element per frame of a recording (shape (3, 48, 64, 3)" + advice);
-    EXPECT_EQ(messageOf([&] { file.readValue("run/metadata/camera/temperature"); }),
-              "'run/metadata/camera/temperature': holds one element per frame of a recording (shape (3,)" + advice);
-    const cv::Mat image = file.readElement("run/images", 2)->value<cv::Mat>();
-    EXPECT_EQ(cv::norm(image, frameNumber(2, 3).getFrameData(), cv::NORM_INF), 0);
-    EXPECT_EQ(file.readElement("run/metadata/camera/temperature", 1)->toDouble(), 21.0);
-    EXPECT_EQ(messageOf([&] { file.readElement("run/images", 3); }), "'run/images': has 3 frames, no frame 3");
 }
 
 TEST(Hdf5FrameRecorder, TimestampsFromAKeyFindFramesByTime) {
@@ -187,141 +187,54 @@ TEST(Hdf5FrameRecorder, TimestampsFromAKeyFindFramesByTime) {
               "'run2': time key 'index' holds a 'int32', not int64 or uint64 nanoseconds since the Unix epoch");
 }
 
-TEST(Hdf5FrameRecorder, ResumedRecordingKeepsItsFramesAndLayout) {
-    const std::string name = scratch("resume");
-    {
-        RecordingFile file = RecordingFile::create(name);
-        FrameRecorder recorder(file, "run");
-        for (int i = 0; i < 4; ++i) recorder.append(frameNumber(i));
-    }
-    {
-        RecordingFile file = RecordingFile::openToAppend(name);
-        FrameRecorder recorder = FrameRecorder::resume(file, "run");
-        EXPECT_EQ(recorder.size(), 4u);
-        EXPECT_EQ(messageOf([&] { recorder.append(Frame(cv::Mat(48, 64, CV_16UC1))); }),
-                  "'run': frame 4 does not fit the recording: image 48x64 of type 2, the first was 48x64 of type 0");
-        for (int i = 4; i < 6; ++i) recorder.append(frameNumber(i));
-    }
-    const RecordingFile file = RecordingFile::openReadOnly(name);
-    ASSERT_EQ(FrameRecorder::frameCount(file, "run"), 6u);
-    for (int i = 0; i < 6; ++i) expectFrame(FrameRecorder::readFrame(file, "run", static_cast<size_t>(i)), i);
-    EXPECT_LE(FrameRecorder::timestampOf(file, "run", 3), FrameRecorder::timestampOf(file, "run", 4));
-}
-
-// The case of a triggered camera: values written, the recorder built, and the writer
-// killed while it waits for its first frame. Everything written before must read back.
-TEST(Hdf5FrameRecorder, KilledBeforeTheFirstFrameKeepsWhatWasWritten) {
-    const std::string name = scratch("killed_early");
-    killAfterReports(
-        [&](int pipe) {
-            RecordingFile file = RecordingFile::create(name);
-            file.writeValue("operator", hold(std::string("ada")));
-            file.writeValue("calibration/gain", hold(1.25));
-            FrameRecorder recorder(file, "run");
-            report(pipe, 0);
-            pause();
-        },
-        1);
-    {
-        const RecordingFile file = RecordingFile::openReadOnly(name);
-        EXPECT_EQ(file.readValue("operator")->toString(), "ada");
-        EXPECT_EQ(file.readValue("calibration/gain")->toDouble(), 1.25);
-        EXPECT_EQ(FrameRecorder::frameCount(file, "run"), 0u);
-    }
-    // And the file takes more once open again: the same recording, now with frames.
-    RecordingFile again = RecordingFile::openToAppend(name);
-    FrameRecorder recorder = FrameRecorder::resume(again, "run");
-    recorder.append(frameNumber(0));
-    expectFrame(FrameRecorder::readFrame(again, "run", 0), 0);
-}
-
 // Kills at random moments after create() returned, each step reported once complete: the
-// file opens every time and holds every reported step.
+// file opens every time and holds every reported step. Round 0 is a triggered camera,
+// killed while it waits for its first frame; its file then takes the frames it missed.
 TEST(Hdf5FrameRecorder, KilledAtRandomMomentsKeepsEveryCompletedCall) {
     std::mt19937 random(25);
     for (int round = 0; round < 12; ++round) {
+        const bool waiting = round == 0;
         const std::string name = scratch("random_kill");
-        int pipeEnds[2];
-        ASSERT_EQ(pipe(pipeEnds), 0);
-        const pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            close(pipeEnds[0]);
-            RecordingFile file = RecordingFile::create(name);
-            report(pipeEnds[1], 1);
-            file.writeValue("operator", hold(std::string("ada")));
-            report(pipeEnds[1], 2);
-            Storage calibration;
-            calibration.insert("gain", hold(1.25));
-            file.writeStorage("calibration", calibration);
-            report(pipeEnds[1], 3);
-            FrameRecorder::Options options;
-            options.flushEvery = 1;
-            FrameRecorder recorder(file, "run", options);
-            report(pipeEnds[1], 4);
-            for (int i = 0; i < 100000; ++i) {
-                recorder.append(frameNumber(i));
-                report(pipeEnds[1], 5 + i);
-            }
-            _exit(0);
-        }
-        close(pipeEnds[1]);
-        int step = 0;
-        ASSERT_EQ(read(pipeEnds[0], &step, sizeof step), static_cast<ssize_t>(sizeof step));
-        usleep(std::uniform_int_distribution<useconds_t>(0, 40000)(random));
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
-        for (int next = 0; read(pipeEnds[0], &next, sizeof next) == sizeof next;) step = next;
-        close(pipeEnds[0]);
-
+        const useconds_t delay = std::uniform_int_distribution<useconds_t>(0, 40000)(random);
+        const int step = killAfterReports(
+            [&](int pipe) {
+                RecordingFile file = RecordingFile::create(name);
+                report(pipe, 1);
+                file.writeValue("operator", hold(std::string("ada")));
+                report(pipe, 2);
+                Storage calibration;
+                calibration.insert("gain", hold(1.25));
+                file.writeStorage("calibration", calibration);
+                report(pipe, 3);
+                FrameRecorder::Options options;
+                options.flushEvery = 1;
+                FrameRecorder recorder(file, "run", options);
+                report(pipe, 4);
+                if (waiting) pause();
+                for (int i = 0; i < 100000; ++i) {
+                    recorder.append(frameNumber(i));
+                    report(pipe, 5 + i);
+                }
+            },
+            waiting ? 4 : 1, waiting ? 0 : delay);
         SCOPED_TRACE("round " + std::to_string(round) + ", step " + std::to_string(step));
-        const RecordingFile file = RecordingFile::openReadOnly(name);
-        if (step >= 2) {
-            EXPECT_EQ(file.readValue("operator")->toString(), "ada");
-        }
-        if (step >= 3) {
-            EXPECT_EQ(file.readStorage("calibration").get("gain")->toDouble(), 1.25);
-        }
-        if (step >= 4) {
-            EXPECT_GE(FrameRecorder::frameCount(file, "run"), static_cast<size_t>(step - 4));
-        }
+        RecordingFile file = RecordingFile::openReadOnly(name);
+        if (step < 2) continue;
+        EXPECT_EQ(file.readValue("operator")->toString(), "ada");
+        if (step < 3) continue;
+        EXPECT_EQ(file.readStorage("calibration").get("gain")->toDouble(), 1.25);
+        if (step < 4) continue;
+        // Every frame on disk reads back whole, and none reported as appended is lost.
+        const size_t frames = FrameRecorder::frameCount(file, "run");
+        EXPECT_GE(frames, static_cast<size_t>(step - 4));
+        for (size_t i = 0; i < frames; ++i) expectFrame(FrameRecorder::readFrame(file, "run", i), static_cast<int>(i));
+        if (!waiting) continue;
+        EXPECT_EQ(frames, 0u);
+        file.close();
+        RecordingFile again = RecordingFile::openToAppend(name);
+        FrameRecorder::resume(again, "run").append(frameNumber(0));
+        expectFrame(FrameRecorder::readFrame(again, "run", 0), 0);
     }
-}
-
-// A child records and reports each flush through a pipe; once it has flushed 3 times it
-// is killed at once. Every frame flushed before the kill must read back.
-TEST(Hdf5FrameRecorder, KilledRecorderLosesOnlyUnflushedFrames) {
-    const std::string name = scratch("killed");
-    const int flushed = killAfterReports(
-        [&](int pipe) {
-            RecordingFile file = RecordingFile::create(name);
-            FrameRecorder::Options options;
-            options.flushEvery = 4;
-            FrameRecorder recorder(file, "run", options);
-            for (int i = 0; i < 1000000; ++i) {
-                recorder.append(frameNumber(i));
-                if (recorder.size() % 4 == 0) report(pipe, static_cast<int>(recorder.size()));
-            }
-        },
-        3);
-    const RecordingFile file = RecordingFile::openReadOnly(name);
-    const size_t frames = FrameRecorder::frameCount(file, "run");
-    EXPECT_GE(frames, static_cast<size_t>(flushed));
-    for (size_t i = 0; i < frames; ++i) expectFrame(FrameRecorder::readFrame(file, "run", i), static_cast<int>(i));
-}
-
-TEST(Hdf5FrameRecorder, StreamsAreDeclaredBeforeTheFirstFrame) {
-    const std::string name = scratch("declared");
-    RecordingFile file = RecordingFile::create(name);
-    FrameRecorder first(file, "run/first");
-    FrameRecorder late(file, "run/late");
-    first.append(frameNumber(0));
-    EXPECT_EQ(messageOf([&] { late.append(frameNumber(0)); }),
-              "'run/late': the file records frames already and takes no new recording: declare every recording before "
-              "the first frame, each with its layout frame");
-    EXPECT_EQ(messageOf([&] { file.writeValue("note", hold(1)); }),
-              "'" + name + "' records frames: it takes no new object such as 'note' (write values and declare every "
-              "recording before the first frame)");
 }
 
 // Two cameras of other sizes and rates in one file, declared before the first frame;
@@ -346,16 +259,22 @@ TEST(Hdf5FrameRecorder, TwoStreamsKilledThenResumed) {
             }
         },
         3);
-    ASSERT_EQ(flushed, 18);
+    ASSERT_GE(flushed, 18);
     {
         const RecordingFile file = RecordingFile::openReadOnly(name);
-        EXPECT_GE(FrameRecorder::frameCount(file, "run/fast"), 18u);
-        EXPECT_GE(FrameRecorder::frameCount(file, "run/slow"), 6u);
+        EXPECT_GE(FrameRecorder::frameCount(file, "run/fast"), static_cast<size_t>(flushed));
+        EXPECT_GE(FrameRecorder::frameCount(file, "run/slow"), static_cast<size_t>(flushed / 3));
     }
+    // Resumed, the stream keeps its layout and its frame axis goes on forward.
     RecordingFile file = RecordingFile::openToAppend(name);
     FrameRecorder slower = FrameRecorder::resume(file, "run/slow");
     const size_t before = slower.size();
+    EXPECT_EQ(messageOf([&] { slower.append(Frame(cv::Mat(48, 64, CV_8UC1))); }),
+              "'run/slow': frame " + std::to_string(before) +
+                  " does not fit the recording: image 48x64 of type 0, the first was 24x32 of type 2");
     slower.append(slow(99));
+    EXPECT_LE(FrameRecorder::timestampOf(file, "run/slow", before - 1),
+              FrameRecorder::timestampOf(file, "run/slow", before));
     for (size_t i = 0; i < before; ++i)
         EXPECT_EQ(FrameRecorder::readFrame(file, "run/slow", i).getFrameData().at<unsigned short>(3, 4), 100 * i);
     EXPECT_EQ(FrameRecorder::readFrame(file, "run/slow", before).getFrameData().at<unsigned short>(0, 0), 9900);

@@ -38,27 +38,19 @@ def test_pickle_and_copy_through_the_byte_form(value):
         assert pickle.loads(pickle.dumps(value)).type_name == value.type_name
 
 
-def out_of_band(value):
-    buffers = []
-    data = pickle.dumps(value, protocol=5, buffer_callback=buffers.append)
-    return data, buffers
-
-
 def test_pixels_and_numbers_travel_out_of_band():
-    pixels = np.arange(480 * 640, dtype=np.uint16).reshape(480, 640)
-    for value, size in [(z.Variant(pixels, "cvmat"), pixels.nbytes),
-                        (z.Frame(pixels, {"camera": {"serial": 4711}}), pixels.nbytes),
-                        (z.Variant(np.arange(1000, dtype=np.float32), "vecfloat"), 4000)]:
-        data, buffers = out_of_band(value)
-        assert len(buffers) == 1 and buffers[0].raw().nbytes == size and len(data) < 1000
-        back = pickle.loads(data, buffers=buffers)
-        image = back.image if isinstance(back, z.Frame) else np.asarray(back)
-        assert np.array_equal(image, np.asarray(value.image if isinstance(value, z.Frame) else value))
-    data, buffers = out_of_band(z.Frame(pixels, {"camera": {"serial": 4711}}))
-    shared = bytearray(buffers[0].raw())
-    frame = pickle.loads(data, buffers=[shared])
-    assert np.shares_memory(frame.image, np.frombuffer(shared, np.uint16))  # the buffer itself, no copy
-    assert frame.metadata.to_dict() == {"camera": {"serial": 4711}} and repr(frame) == (
+    pixels, numbers = np.arange(480 * 640, dtype=np.uint16).reshape(480, 640), np.arange(1000, dtype=np.float32)
+    for value, array in [(z.Variant(pixels, "cvmat"), pixels), (z.Variant(numbers, "vecfloat"), numbers),
+                         (z.Frame(pixels, {"camera": {"serial": 4711}}), pixels)]:
+        buffers = []
+        data = pickle.dumps(value, protocol=5, buffer_callback=buffers.append)
+        assert len(buffers) == 1 and buffers[0].raw().nbytes == array.nbytes and len(data) < 1000
+        shared = bytearray(buffers[0].raw())
+        for given in (buffers, [shared]):  # the pickler's own buffers, and a writable copy of them
+            back = pickle.loads(data, buffers=given)
+            assert np.array_equal(back.image if isinstance(back, z.Frame) else np.asarray(back), array)
+    assert np.shares_memory(back.image, np.frombuffer(shared, np.uint16))  # the frame's pixels are the buffer itself
+    assert back.metadata.to_dict() == {"camera": {"serial": 4711}} and repr(back) == (
         "Frame 640x480 CV_16UC1, metadata: camera")
 
 

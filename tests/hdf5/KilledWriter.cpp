@@ -17,18 +17,17 @@ using zarvo::hdf5::RecordingFile;
 
 namespace {
 
-Frame fastFrame(int i) {
-    Frame frame(cv::Mat(48, 64, CV_8UC1, cv::Scalar(i % 256)));
+// Frame i of a stream: its image and its index as metadata.
+Frame indexed(const cv::Mat& image, int i) {
+    Frame frame(image);
     frame.addMetaDate("index", std::make_shared<Variant_<int>>(i));
     return frame;
 }
 
+Frame fastFrame(int i) { return indexed(cv::Mat(48, 64, CV_8UC1, cv::Scalar(i % 256)), i); }
+
 // Colour, 16-bit: blue i, green 1000, red 2000 in OpenCV's order.
-Frame slowFrame(int i) {
-    Frame frame(cv::Mat(24, 32, CV_16UC3, cv::Scalar(i, 1000, 2000)));
-    frame.addMetaDate("index", std::make_shared<Variant_<int>>(i));
-    return frame;
-}
+Frame slowFrame(int i) { return indexed(cv::Mat(24, 32, CV_16UC3, cv::Scalar(i, 1000, 2000)), i); }
 
 }  // namespace
 

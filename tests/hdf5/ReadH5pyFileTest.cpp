@@ -1,24 +1,11 @@
 // Reads the file write_h5py_file.py made with h5py alone: numbers, strings, an image and
 // nested groups come back as their registered types; what does not fit is refused.
-#include <gtest/gtest.h>
-
 #include "hdf5/RecordingFile.h"
+#include "tests/TestSupport.h"
 
 using namespace zarvo::exp;
+using testsupport::messageOf;
 using zarvo::hdf5::RecordingFile;
-
-namespace {
-
-std::string messageOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const zarvo::Exception& error) {
-        return error.message();
-    }
-    return "(no exception)";
-}
-
-}  // namespace
 
 TEST(Hdf5H5pyFile, ValuesReadAsTheirRegisteredTypes) {
     const RecordingFile file = RecordingFile::openReadOnly(ZARVO_H5PY_WRITTEN);
@@ -43,14 +30,14 @@ TEST(Hdf5H5pyFile, ValuesReadAsTheirRegisteredTypes) {
 
 TEST(Hdf5H5pyFile, WhatDoesNotFitIsRefusedAndTheFileStaysReadable) {
     const RecordingFile file = RecordingFile::openReadOnly(ZARVO_H5PY_WRITTEN);
-    EXPECT_EQ(messageOf([&] { file.readValue("bad/unknown"); }), "'bad/unknown': type 'nosuchtype' is not registered");
-    EXPECT_EQ(messageOf([&] { file.readValue("bad/shape"); }), "'bad/shape': shape (3,) does not fit type 'cvsize'");
-    EXPECT_EQ(messageOf([&] { file.readValue("bad/class"); }),
-              "'bad/class': element class string does not fit type 'int32'");
-    EXPECT_EQ(messageOf([&] { file.readValue("bad/unnamed"); }),
-              "'bad/unnamed': has no attribute 'zarvo_type' naming its type");
-    EXPECT_EQ(messageOf([&] { file.readValue("bad/bytes"); }),
-              "'bad/bytes': its bytes do not read as 'cvmat': Input ends before the value does: 4 more bytes needed "
-              "at offset 0, 3 left");
+    const std::pair<const char*, std::string> cases[] = {
+        {"bad/unknown", "type 'nosuchtype' is not registered"},
+        {"bad/shape", "shape (3,) does not fit type 'cvsize'"},
+        {"bad/class", "element class string does not fit type 'int32'"},
+        {"bad/unnamed", "has no attribute 'zarvo_type' naming its type"},
+        {"bad/bytes", "its bytes do not read as 'cvmat': Input ends before the value does: 4 more bytes needed at "
+                      "offset 0, 3 left"}};
+    for (const auto& [path, why] : cases)
+        EXPECT_EQ(messageOf([&, path = path] { file.readValue(path); }), "'" + std::string(path) + "': " + why);
     EXPECT_EQ(file.readValue("numbers/count")->toInt32(), -42);
 }

@@ -28,18 +28,13 @@ int main(int argc, char** argv) {
         return 2;
     }
     RecordingFile file = RecordingFile::create(argv[1]);
-    file.writeValue("values/int16", hold<short>(-12345));
-    file.writeValue("values/uint64", hold<std::uint64_t>(18000000000000000000u));
-    file.writeValue("values/double", hold(2.5));
-    file.writeValue("values/bool", hold(true));
-    file.writeValue("values/string", hold(std::string("Grüße")));
-    file.writeValue("values/vecfloat", hold(std::vector<float>{0.5f, -1.5f}));
-    file.writeValue("values/listuint8", hold(std::list<unsigned char>{1, 2, 255}));
-    file.writeValue("values/vecstring", hold(std::vector<std::string>{"a", "bc"}));
-    file.writeValue("values/cvsize", hold(cv::Size(640, 480)));
-    file.writeValue("values/cvrect", hold(cv::Rect(1, 2, 3, 4)));
-    file.writeValue("values/cvmat", hold(cv::Mat((cv::Mat_<float>(2, 3) << 1, 2, 3, 4, 5, 6))));
-    file.writeValue("values/version", hold(Version(1, 2, 3)));
+    const std::pair<const char*, std::shared_ptr<Variant>> values[] = {
+        {"int16", hold<short>(-12345)}, {"uint64", hold<std::uint64_t>(18000000000000000000u)}, {"double", hold(2.5)},
+        {"bool", hold(true)}, {"string", hold(std::string("Grüße"))}, {"cvsize", hold(cv::Size(640, 480))},
+        {"vecfloat", hold(std::vector<float>{0.5f, -1.5f})}, {"listuint8", hold(std::list<unsigned char>{1, 2, 255})},
+        {"vecstring", hold(std::vector<std::string>{"a", "bc"})}, {"cvrect", hold(cv::Rect(1, 2, 3, 4))},
+        {"cvmat", hold(cv::Mat((cv::Mat_<float>(2, 3) << 1, 2, 3, 4, 5, 6)))}, {"version", hold(Version(1, 2, 3))}};
+    for (const auto& [path, value] : values) file.writeValue(std::string("values/") + path, value);
 
     DataStorage<std::string> settings;
     settings.insert("gain", hold(1.5));

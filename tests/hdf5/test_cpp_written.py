@@ -39,25 +39,19 @@ def test_strings_are_utf8(f):
     assert list(f["values/vecstring"].asstr()[:]) == ["a", "bc"]
 
 
-def test_sequences_geometry_and_matrices(f):
+def test_sequences_geometry_matrices_storages_and_byte_forms(f):
     np.testing.assert_array_equal(f["values/vecfloat"][:], np.array([0.5, -1.5], np.float32))
     assert f["values/listuint8"].dtype == np.uint8 and list(f["values/listuint8"][:]) == [1, 2, 255]
     assert list(f["values/cvsize"][:]) == [640, 480] and f["values/cvsize"].dtype == np.int32
     assert list(f["values/cvrect"][:]) == [1, 2, 3, 4] and name_of(f["values/cvrect"]) == "cvrect"
     np.testing.assert_array_equal(f["values/cvmat"][:], np.arange(1, 7, dtype=np.float32).reshape(2, 3))
-
-
-def test_other_types_keep_their_byte_form(f):
-    dataset = f["values/version"]
-    assert name_of(dataset) == "version" and dataset.attrs["zarvo_form"] == "bytes-le"
-    assert dataset.dtype == np.uint8 and dataset.shape == (12,)
-    assert bytes(dataset[:]) == bytes([1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0])
-
-
-def test_storage_is_a_group_tree(f):
-    group = f["settings"]
+    group = f["settings"]  # a storage is a group tree
     assert name_of(group) == "storage" and sorted(group) == ["gain", "probe"]
     assert group["gain"][()] == 1.5 and group["probe/serial"][()] == 4711
+    version = f["values/version"]  # other types keep their byte form
+    assert name_of(version) == "version" and version.attrs["zarvo_form"] == "bytes-le"
+    assert version.dtype == np.uint8 and version.shape == (12,)
+    assert bytes(version[:]) == bytes([1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0])
 
 
 def test_frames_are_hdf5_images(f):
@@ -110,14 +104,12 @@ def test_recordings_are_nxdata_with_timestamps_as_frame_axis(f, path):
             assert column.dims[0][0] == timestamps
 
 
-def test_lz4_recording_reads_in_h5py(f):
+def test_lz4_and_colour_recordings_read_in_h5py(f):
     images = f["lz4run/images"]
     assert images.shuffle and "32004" in images._filters
     assert images.shape == (3, 8, 6) and images.attrs["interpretation"] == "image"
     assert images[2, 0, 1] == 4096 + 64 + (7 + 2) % 5
-
-
-def test_colour_recording_is_rgb_at_the_callers_times(f):
+    # The colour recording: RGB, at the caller's times.
     images, timestamps = f["entry/colour/images"], f["entry/colour/timestamps"]
     assert "interpretation" not in images.attrs and images.attrs["zarvo_channel_order"] == "RGB"
     assert list(images[2, 1, 1]) == [30, 20, 12]
