@@ -248,16 +248,11 @@ TEST(Pusher, TimesOutWithoutLosingWhatWasSent) {
     Puller puller(options);
     puller.connect(endpoint);
     int accepted = 0;
-    bool timedOut = false;
-    while (!timedOut && accepted < 100) {
-        try {
-            pusher.send("t", *hold(accepted));
-            ++accepted;
-        } catch (const zarvo::Exception&) {
-            timedOut = true;
-        }
+    try {
+        for (; accepted < 100; ++accepted) pusher.send("t", *hold(accepted));
+    } catch (const zarvo::Exception&) {
     }
-    ASSERT_TRUE(timedOut);
+    ASSERT_LT(accepted, 100);
     for (int i = 0; i < accepted; ++i) {
         const auto message = puller.receive(1s);
         ASSERT_TRUE(message);
