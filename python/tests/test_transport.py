@@ -123,8 +123,7 @@ def test_curve_right_key_receives_wrong_key_nothing():
     assert len(server.public_key) == len(server.secret_key) == 40
     publisher = z.Publisher(server_key=server)
     endpoint = publisher.bind(ANY_PORT)
-    right = z.Subscriber(server_public_key=server.public_key)
-    wrong = z.Subscriber(server_public_key=z.KeyPair.generate().public_key)
+    right, wrong = (z.Subscriber(server_public_key=key) for key in (server.public_key, z.KeyPair.generate().public_key))
     right.connect(endpoint)
     wrong.connect(endpoint)
     assert publisher.wait_for_subscriber(10)  # the right one: the wrong one never gets through
