@@ -56,32 +56,15 @@ TEST(WireFormat, RoundTripsOfEveryKind) {
         return WireFormat::decode(parts(bytes));
     };
     const Message value = decoded(WireFormat::encode(kEnvelope, *hold(std::vector<double>{1.5, -2})));
-    EXPECT_EQ(value.topic, "cam");
-    EXPECT_EQ(value.kind, Kind::Value);
-    EXPECT_EQ(value.sequence, 5u);
-    EXPECT_EQ(value.sendTime, 0x0102030405060708);
-    EXPECT_EQ(value.sender, 0x1122334455667788u);
+    EXPECT_EQ(std::tie(value.topic, value.kind, value.sequence, value.sendTime, value.sender),
+              std::make_tuple("cam", Kind::Value, 5u, 0x0102030405060708, 0x1122334455667788u));
     EXPECT_EQ(value.value->toString(), "1.5;-2;");
 
-    const Message rect = decoded(WireFormat::encode(kEnvelope, *hold(cv::Rect(1, -2, 30, 40))));
-    EXPECT_EQ(rect.value->value<cv::Rect>(), cv::Rect(1, -2, 30, 40));
+    EXPECT_EQ(decoded(WireFormat::encode(kEnvelope, *hold(cv::Rect(1, -2, 30, 40)))).value->value<cv::Rect>(),
+              cv::Rect(1, -2, 30, 40));
 
-    DataStorage<std::string> storage;
-    storage.insert("probe.serial", hold(4711u));
-    storage.insert("name", hold(std::string("left")));
-    EXPECT_TRUE(decoded(WireFormat::encode(kEnvelope, storage)).storage == storage);
-
-    const int sizes[] = {2, 3, 4};
-    cv::Mat cube(3, sizes, CV_32FC2);
-    cv::randu(cube, -1, 1);
-    Frame frame(cube);
-    frame.addMetaDate("exposure.us", hold(250));
-    const Message received = decoded(WireFormat::encode(kEnvelope, frame));
-    EXPECT_EQ(received.kind, Kind::Frame);
-    EXPECT_TRUE(received.frame.getMetaData() == frame.getMetaData());
-    EXPECT_EQ(cv::norm(received.frame.getFrameData(), cube, cv::NORM_INF), 0.0);
-
-    // A region of a larger matrix leaves with its rows joined, and an empty one as a header alone.
+    // Other kinds' round trips run over real sockets; here the edges of the matrix layout:
+    // a region of a larger matrix leaves with its rows joined, and an empty one as a header alone.
     cv::Mat whole(4, 4, CV_8UC1);
     cv::randu(whole, 0, 255);
     const cv::Mat region = whole(cv::Rect(1, 1, 2, 3));
@@ -89,29 +72,6 @@ TEST(WireFormat, RoundTripsOfEveryKind) {
         cv::norm(decoded(WireFormat::encode(kEnvelope, Frame(region))).frame.getFrameData(), region, cv::NORM_INF),
         0.0);
     EXPECT_TRUE(decoded(WireFormat::encode(kEnvelope, Frame())).frame.getFrameData().empty());
-    EXPECT_EQ(decoded(WireFormat::encodeEnd(kEnvelope)).kind, Kind::End);
-}
-
-TEST(WireFormat, ReceivedPixelsStayInTheirPart) {
-    cv::Mat pixels(64, 64, CV_64FC1, cv::Scalar(3.25));
-    const auto encoded = WireFormat::encode(kEnvelope, Frame(pixels));
-    auto buffer = std::make_shared<std::string>(strings(encoded)[4]);
-    std::vector<WireFormat::Part> received = encoded;
-    received[4] = {buffer->data(), buffer->size(), buffer};
-    const std::weak_ptr<std::string> watch = buffer;
-    buffer.reset();
-    cv::Mat shared;
-    {
-        const Message message = WireFormat::decode(received);
-        received.clear();
-        EXPECT_EQ(message.frame.getFrameData().data, reinterpret_cast<const uchar*>(watch.lock()->data()));
-        shared = message.frame.getFrameData();
-    }
-    // The matrix that still shares the pixels keeps the part's buffer alive; the last one lets it go.
-    EXPECT_FALSE(watch.expired());
-    EXPECT_EQ(shared.at<double>(63, 63), 3.25);
-    shared.release();
-    EXPECT_TRUE(watch.expired());
 }
 
 TEST(WireFormat, RefusesHostileMessagesSayingWhy) {
