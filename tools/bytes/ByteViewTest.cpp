@@ -7,7 +7,7 @@
 #include "core/datatypes/Version.h"
 #include "zarvo/version.h"
 #include "tests/TestSupport.h"
-#include "tools/bytes/InspectorRun.h"
+#include "tools/bytes/ToolRun.h"
 
 using namespace zarvo::exp;
 using namespace testsupport;

@@ -2,7 +2,7 @@
 // summary of each stream, and the inspector's error line and exit codes.
 #include "hdf5/FrameRecorder.h"
 #include "tests/TestSupport.h"
-#include "tools/bytes/InspectorRun.h"
+#include "tools/bytes/ToolRun.h"
 
 using namespace zarvo::exp;
 using namespace testsupport;
