@@ -6,24 +6,26 @@ TSAN_BUILD     ?= build-tsan
 FUZZ_BUILD     ?= build-fuzz
 JOBS           ?= 2
 FUZZ_SECONDS   ?= 60
+# What the build and the demo need, for every target. The test-only readers below stay
+# out of it: silx alone brings Qt and a few hundred packages that building never uses.
 PACKAGES      := cmake g++ make libopencv-core-dev libopencv-imgcodecs-dev libgtest-dev libgmock-dev libbenchmark-dev libcereal-dev
 # libFuzzer and clang's sanitizer runtimes; GCC's come with g++.
 FUZZ_PACKAGES := clang libclang-rt-14-dev
 # dpkg-shlibdeps and pkg-config: the Debian packages and their test
 PACKAGES      += dpkg-dev pkg-config
-# The Python module (pybind11, numpy, pytest) and the HDF5 recording library,
-# with h5py as the independent reader its tests check the files with.
-PACKAGES      += pybind11-dev python3-dev python3-numpy python3-pytest libhdf5-dev python3-h5py
-# The transport library on ZeroMQ, and pyzmq for the Python tests that read and write
-# its messages with a socket of their own.
-PACKAGES      += libzmq3-dev cppzmq-dev python3-zmq
-# mypy: its stubtest checks the Python module's stubs, and mypy --strict the README's session.
-PACKAGES      += mypy
-# LZ4 compression of recordings (HDF5 filter 32004), and the readers the recordings are
-# checked with: h5py with hdf5plugin's filters, silx's NeXus validation.
-PACKAGES      += hdf5-filter-plugin python3-hdf5plugin python3-silx
-# h5clear, which the tests run on a file whose writer was killed before its first frame.
-PACKAGES      += hdf5-tools
+# The Python module (pybind11, numpy) and the HDF5 recording library, with the LZ4
+# filter its compressed recordings are written through.
+PACKAGES      += pybind11-dev python3-dev python3-numpy libhdf5-dev hdf5-filter-plugin
+# The transport library on ZeroMQ through cppzmq.
+PACKAGES      += libzmq3-dev cppzmq-dev
+# zarvo-inspect's command line.
+PACKAGES      += libcli11-dev
+# Only for the tests: pytest; h5py with hdf5plugin's filters and silx's NeXus validation,
+# the independent readers recordings are checked with; h5clear, run on a file whose
+# writer was killed before its first frame; pyzmq, which reads and writes the transport's
+# messages with a socket of its own; mypy, whose stubtest checks the module's stubs and
+# which checks the README's session; clang-format, which checks the sources' layout.
+TEST_PACKAGES := python3-pytest python3-h5py python3-hdf5plugin python3-silx hdf5-tools python3-zmq mypy clang-format
 
 # The instrumented builds: optimised with debug information for readable reports,
 # without the load-time clones (see cmake/ZarvoSanitize.cmake), without the
@@ -32,7 +34,7 @@ INSTRUMENTED := -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZARVO_WARNINGS_AS_ERRORS=ON 
                 -DZARVO_BUILD_BENCHMARKS=OFF -DZARVO_BUILD_EXAMPLES=OFF
 FUZZ_DIR := $(FUZZ_BUILD)/fuzz
 
-.PHONY: all deps fuzz-deps configure build test test-sanitize test-tsan fuzz demo bench bench-python package install-packages docs clean
+.PHONY: all deps test-deps fuzz-deps configure build test test-sanitize test-tsan fuzz demo bench bench-python package install-packages docs clean
 
 all: build
 
@@ -52,6 +54,9 @@ endef
 deps:
 	$(call install-missing,$(PACKAGES))
 
+test-deps: deps
+	$(call install-missing,$(TEST_PACKAGES))
+
 fuzz-deps: deps
 	$(call install-missing,$(FUZZ_PACKAGES))
 
@@ -61,7 +66,7 @@ configure: deps
 build: configure
 	cmake --build $(BUILD) -j$(JOBS)
 
-test: build
+test: build test-deps
 	ctest --test-dir $(BUILD) --output-on-failure -j$(JOBS)
 
 # The whole suite under AddressSanitizer and UndefinedBehaviorSanitizer; the first
@@ -69,7 +74,7 @@ test: build
 # builds a project of its own against the installed libraries without sanitizer
 # flags, and a program that loads an ASan library without having the ASan runtime
 # first in its own library list aborts at start.
-test-sanitize: deps
+test-sanitize: test-deps
 	cmake -S . -B $(SANITIZE_BUILD) $(INSTRUMENTED) -DZARVO_SANITIZE=address,undefined
 	cmake --build $(SANITIZE_BUILD) -j$(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:check_initialization_order=1 \

@@ -61,7 +61,7 @@ TEST(MatrixVariant, GeometryNoSwapRuleAndTextRefusals) {
     }
     size_t size = 0;
 
-    const std::string mat = "cv::Mat", list = "std::__cxx11::list<cv::Mat, std::allocator<cv::Mat> >";
+    const std::string mat = "cv::Mat", list = "std::list<cv::Mat>";
     const auto matrices = hold(std::list<cv::Mat>(1)), image = hold(cv::Mat(2, 2, CV_8U));
     const std::pair<std::function<void()>, std::string> failures[] = {
         {[] { hold(cv::Mat())->toString(); }, "type '" + mat + "' can not be serialized to string"},

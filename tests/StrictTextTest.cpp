@@ -89,20 +89,20 @@ TEST(StrictText, RefusalsNameTypeAndText) {
         "Can not read char from \"ab\": expected exactly one character",
         "Can not read float from \"1e40\": expected a decimal number in the range of float",
         "Can not read double from \"1.5 \": expected a decimal number in the range of double",
-        "Can not read vecint32 (std::vector<int, std::allocator<int> >) from \"1;2;3\": expected elements each followed by \";\" (an "
+        "Can not read vecint32 (std::vector<int>) from \"1;2;3\": expected elements each followed by \";\" (an "
         "element: " + kInt32 + ")",
-        "Can not read vecint32 (std::vector<int, std::allocator<int> >) from \"1;;\": expected elements each followed by \";\" (an "
+        "Can not read vecint32 (std::vector<int>) from \"1;;\": expected elements each followed by \";\" (an "
         "element: " + kInt32 + ")",
-        "Can not read listbool (std::__cxx11::list<bool, std::allocator<bool> >) from \"1;true;\": expected elements each followed by \";\" (an "
+        "Can not read listbool (std::list<bool>) from \"1;true;\": expected elements each followed by \";\" (an "
         "element: 0 or 1)",
         "Can not read cvpoint (cv::Point_<int>) from \"12:\": expected x:y, two whole numbers in the range of int",
         "Can not read cvmat (cv::Mat) from \"\": the type has no text form",
         "Can not read cvrect (cv::Rect_<int>) from \"1:2\": the type has no text form",
-        "Can not read veccvmat (std::vector<cv::Mat, std::allocator<cv::Mat> >) from \"x;\": expected the empty text, since its elements have "
+        "Can not read veccvmat (std::vector<cv::Mat>) from \"x;\": expected the empty text, since its elements have "
         "no text form",
         "Can not read void from \"x\": expected the empty text, since void holds no value",
         "Can not read int32 (int) from \"\\x1b[2J\\n\": expected " + kInt32,
-        "Can not read vecint32 (std::vector<int, std::allocator<int> >) from \"" + std::string(64, '7') +
+        "Can not read vecint32 (std::vector<int>) from \"" + std::string(64, '7') +
             "\"... (101 bytes): expected elements each followed by \";\" (an element: " + kInt32 + ")"};
     for (size_t i = 0; i < std::size(table); ++i)
         EXPECT_EQ(testsupport::messageOf([&] { Variant::parse(table[i].first, table[i].second); }), messages[i])

@@ -37,6 +37,11 @@ struct LegacyEntry : TypeObject {
     }
 };
 
+template <class T>
+struct Tag {
+    using type = T;
+};
+
 struct Unregistered {};
 struct Intruder {};
 struct Renamed {};
@@ -48,16 +53,32 @@ const std::string kUnknown = " (Type registered with ZARVO_REGISTER_METATYPE(...
 ZARVO_REGISTER_METATYPE(Reading, "testreading");
 ZARVO_REGISTER_METATYPE(Renamed, "testrenamed");
 
-// Each entry is found by name and by type; those with a text form travel by name as bytes.
+// The built-in types in their order of registration, each with its readable C++ name.
+const std::pair<std::string, std::string> kBuiltins[] = {
+    {"bool", "bool"}, {"char", "char"}, {"int8", "signed char"}, {"uint8", "unsigned char"}, {"int16", "short"},
+    {"uint16", "unsigned short"}, {"int32", "int"}, {"uint32", "unsigned int"}, {"void", "void"},
+    {"vecbool", "std::vector<bool>"}, {"vecchar", "std::vector<char>"}, {"vecint8", "std::vector<signed char>"},
+    {"vecuint8", "std::vector<unsigned char>"}, {"vecint16", "std::vector<short>"},
+    {"vecuint16", "std::vector<unsigned short>"}, {"vecint32", "std::vector<int>"},
+    {"vecuint32", "std::vector<unsigned int>"}, {"listbool", "std::list<bool>"}, {"listchar", "std::list<char>"},
+    {"listint8", "std::list<signed char>"}, {"listuint8", "std::list<unsigned char>"},
+    {"listint16", "std::list<short>"}, {"listuint16", "std::list<unsigned short>"}, {"listint32", "std::list<int>"},
+    {"listuint32", "std::list<unsigned int>"}, {"int64", "long"}, {"uint64", "unsigned long"},
+    {"vecint64", "std::vector<long>"}, {"vecuint64", "std::vector<unsigned long>"}, {"listint64", "std::list<long>"},
+    {"listuint64", "std::list<unsigned long>"}, {"float", "float"}, {"vecfloat", "std::vector<float>"},
+    {"listfloat", "std::list<float>"}, {"double", "double"}, {"vecdouble", "std::vector<double>"},
+    {"listdouble", "std::list<double>"}, {"string", "std::string"}, {"vecstring", "std::vector<std::string>"},
+    {"liststring", "std::list<std::string>"}, {"cvmat", "cv::Mat"}, {"cvsize", "cv::Size_<int>"},
+    {"cvpoint", "cv::Point_<int>"}, {"cvrect", "cv::Rect_<int>"}, {"veccvmat", "std::vector<cv::Mat>"},
+    {"listcvmat", "std::list<cv::Mat>"}};
+
+// Each entry is found by name and by type, is named readably in messages, and those with
+// a text form travel by name as bytes.
 TEST(TypeObject, EveryBuiltInNameFindsItsEntryAndRoundTrips) {
-    std::vector<std::string> names{"void",   "string",   "cvmat",     "cvsize",    "cvpoint",
-                                   "cvrect", "veccvmat", "listcvmat", "vecstring", "liststring"};
-    for (const char* element :
-         {"bool", "char", "int8", "uint8", "int16", "uint16", "int32", "uint32", "int64", "uint64", "float", "double"})
-        names.insert(names.end(), {element, std::string("vec") + element, std::string("list") + element});
-    for (const std::string& name : names) {
+    for (const auto& [name, readable] : kBuiltins) {
         const TypeObject& entry = TypeObject::find(name);
         EXPECT_TRUE(entry.getTypeString() == name && &TypeObject::find(entry.getTypeInfo()) == &entry) << name;
+        EXPECT_EQ(zarvo::Exception::typeName(entry.getTypeInfo()), readable);
         if (name == "void" || name.find("cv") != std::string::npos) continue;
         const auto value = Variant::fromString(name, name.find_first_of("vl") == 0 ? "0x31;1;;" : "0x31");
         for (Endian endian : {swap, no_swap}) {
@@ -116,15 +137,12 @@ TEST(TypeObject, CallerEntryWithoutBoundedReader) {
               "|zarvo::exp::TypeObject::deserialize");
 }
 
-// The names come in registration order: the 46 built-in types in their fixed order, then
+// The names come in registration order: the built-in types in their fixed order, then
 // this program's own, and a failed or repeated registration adds nothing.
 TEST(TypeObject, TypeStringsFollowRegistrationOrder) {
     const std::vector<std::string> names = TypeObject::typeStrings();
     ASSERT_GE(names.size(), 48u);
-    const std::vector<std::string> head(names.begin(), names.begin() + 10);
-    EXPECT_EQ(head, (std::vector<std::string>{"bool", "char", "int8", "uint8", "int16", "uint16", "int32", "uint32",
-                                               "void", "vecbool"}));
-    EXPECT_EQ(names[45], "listcvmat");
+    for (size_t i = 0; i < std::size(kBuiltins); ++i) EXPECT_EQ(names[i], kBuiltins[i].first);
     EXPECT_EQ(std::count(names.begin(), names.end(), "int32"), 1);
     const auto reading = std::find(names.begin(), names.end(), "testreading");
     ASSERT_NE(reading, names.end());
@@ -141,4 +159,30 @@ TEST(TypeObject, NamesAreFoundInPlace) {
     EXPECT_EQ(TypeObject::findP(std::string_view(text).substr(0, 7)), nullptr);
     EXPECT_EQ(failureOf([&] { TypeObject::find(std::string_view(text).substr(0, 3)); }),
               "Unknown type string: vec" + kUnknown + "|zarvo::exp::TypeObject::find");
+}
+
+// Every built-in value reaches a visitor in its own type and is found by getIf; a const
+// holder reads as its plain type; any other type reaches the visitor as the variant.
+TEST(TypeObject, VisitValueAndGetIf) {
+    size_t visited = 0;
+    const auto check = [&visited](auto tag, std::shared_ptr<Variant> value) {
+        using T = typename decltype(tag)::type;
+        if (!value) value = hold(T{});
+        const bool same = visitValue(*value, [&](const auto& held) {
+            return std::is_same_v<std::decay_t<decltype(held)>, T> &&
+                   static_cast<const void*>(&held) == value->getIf<T>();
+        });
+        visited += same;
+        EXPECT_TRUE(same && value->getIf<const T>() != nullptr && value->getIf<Reading>() == nullptr)
+            << zarvo::Exception::typeName(typeid(T));
+    };
+#define ZARVO_TEST_VISIT(T, name) check(Tag<T>{}, nullptr);
+    ZARVO_BUILTIN_TYPES(ZARVO_TEST_VISIT, ZARVO_BUILTIN_SKIP)
+#undef ZARVO_TEST_VISIT
+    EXPECT_EQ(visited, std::size(kBuiltins) - 1);
+    check(Tag<float>{}, std::make_shared<Variant_<const float>>(1.5f));
+    const auto reading = hold(Reading{4});
+    EXPECT_EQ(visitValue(*reading, [&](const auto& held) { return static_cast<const void*>(&held); }), reading.get());
+    EXPECT_EQ(reading->getIf<Reading>()->channel, 4);
+    EXPECT_EQ(reading->getIf<int>(), nullptr);
 }

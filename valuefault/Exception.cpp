@@ -124,23 +124,69 @@ std::string Exception::qualifiedName(const char* prettyFunction) {
     return substitute(signature.substr(nameStart, nameEnd - nameStart), parseBindings(with));
 }
 
+namespace {
+
+// Template arguments that a declaration leaves to their defaults: naming them only
+// buries the type a reader is looking for.
+bool isDefaultArgument(const std::string& argument) {
+    static const char* const defaults[] = {"std::allocator<", "std::char_traits<", "std::less<",
+                                           "std::equal_to<",  "std::hash<",        "std::default_delete<"};
+    for (const char* prefix : defaults)
+        if (argument.rfind(prefix, 0) == 0) return true;
+    return false;
+}
+
+// The demangled name from pos up to the first ',' or '>' outside brackets and parentheses,
+// each template argument list written without its defaulted trailing arguments and
+// closed without a blank. False when the brackets do not balance.
+bool readableFrom(const std::string& name, size_t& pos, std::string& out) {
+    int parentheses = 0;
+    while (pos < name.size()) {
+        const char c = name[pos];
+        if (parentheses == 0 && (c == ',' || c == '>')) break;
+        ++pos;
+        if (c != '<') {
+            parentheses += c == '(' ? 1 : c == ')' ? -1 : 0;
+            out += c;
+            continue;
+        }
+        std::vector<std::string> arguments;
+        for (;;) {
+            while (pos < name.size() && name[pos] == ' ') ++pos;
+            std::string argument;
+            if (!readableFrom(name, pos, argument) || pos >= name.size()) return false;
+            while (!argument.empty() && argument.back() == ' ') argument.pop_back();
+            arguments.push_back(std::move(argument));
+            if (name[pos++] == '>') break;
+        }
+        while (arguments.size() > 1 && isDefaultArgument(arguments.back())) arguments.pop_back();
+        out += '<';
+        for (size_t i = 0; i < arguments.size(); ++i) out += (i == 0 ? "" : ", ") + arguments[i];
+        out += '>';
+        static const std::string basicString = "std::basic_string<char>";
+        if (out.size() >= basicString.size() && out.compare(out.size() - basicString.size(), std::string::npos,
+                                                            basicString) == 0)
+            out.replace(out.size() - basicString.size(), std::string::npos, "std::string");
+    }
+    return parentheses == 0;
+}
+
+}  // namespace
+
 std::string Exception::typeName(const std::type_info& type) {
     int status = 0;
     const std::unique_ptr<char, void (*)(void*)> demangled(
         abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), std::free);
     if (status != 0 || !demangled) return type.name();
-    // The demangler spells std::string as the whole basic_string template, which
-    // buries the name of every container of strings in noise.
-    static const std::string longString =
-        "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >";
+    // libstdc++'s inline namespace for its C++11 string and list is no part of a name a person writes.
     std::string name(demangled.get());
-    const std::string shortString = "std::string";
-    for (size_t pos = name.find(longString); pos != std::string::npos; pos = name.find(longString, pos)) {
-        // "<std::string >": the space only kept "> >" apart.
-        const bool closes = name.compare(pos + longString.size(), 2, " >") == 0;
-        name.replace(pos, longString.size() + (closes ? 1 : 0), shortString);
-    }
-    return name;
+    static const std::string inlineNamespace = "std::__cxx11::";
+    for (size_t pos = name.find(inlineNamespace); pos != std::string::npos; pos = name.find(inlineNamespace, pos))
+        name.erase(pos + 5, inlineNamespace.size() - 5);
+    std::string readable;
+    size_t pos = 0;
+    if (!readableFrom(name, pos, readable) || pos != name.size()) return name;
+    return readable;
 }
 
 std::string Exception::printable(const std::string& text) {

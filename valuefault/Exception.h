@@ -38,10 +38,11 @@ public:
     /// "zarvo::exp::Variant_<int>::moveImpl".
     static std::string qualifiedName(const char* prettyFunction);
 
-    /// The readable name of a C++ type for texts meant for people: the demangled
-    /// name ("int", "cv::Mat", "zarvo::exp::DataStorage<std::string>"), with
-    /// std::string's full template spelled "std::string"; the raw name when the
-    /// demangler cannot read it.
+    /// The readable name of a C++ type for texts meant for people: the demangled name
+    /// as a person writes it ("int", "cv::Mat", "std::list<cv::Mat>",
+    /// "std::map<std::string, int>"): defaulted allocators, traits and comparators left
+    /// out, std::string so named, libstdc++'s inline namespace dropped; the raw name
+    /// when the demangler cannot read it.
     static std::string typeName(const std::type_info& type);
 
     /// text made safe to show on a terminal: each control character (C0, DEL and the

@@ -23,6 +23,7 @@
 #include "core/datatypes/ProbeValue.h"
 #include "core/datatypes/Subscription.h"
 #include "core/datatypes/TypeObject.h"
+#include "core/datatypes/UnixTime.h"
 #include "core/datatypes/Variant.h"
 #include "core/datatypes/Version.h"
 #include "core/datatypes/VersionExtended.h"

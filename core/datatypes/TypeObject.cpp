@@ -116,51 +116,8 @@ const std::type_info& getTypeFromString(const std::string& typeString) {
 }
 
 // The built-in types, in their fixed order of registration.
-ZARVO_REGISTER_METATYPE(bool, "bool");
-ZARVO_REGISTER_METATYPE(char, "char");
-ZARVO_REGISTER_METATYPE(signed char, "int8");
-ZARVO_REGISTER_METATYPE(unsigned char, "uint8");
-ZARVO_REGISTER_METATYPE(short, "int16");
-ZARVO_REGISTER_METATYPE(unsigned short, "uint16");
-ZARVO_REGISTER_METATYPE(int, "int32");
-ZARVO_REGISTER_METATYPE(unsigned int, "uint32");
-ZARVO_REGISTER_METATYPE(void, "void");
-ZARVO_REGISTER_METATYPE(std::vector<bool>, "vecbool");
-ZARVO_REGISTER_METATYPE(std::vector<char>, "vecchar");
-ZARVO_REGISTER_METATYPE(std::vector<signed char>, "vecint8");
-ZARVO_REGISTER_METATYPE(std::vector<unsigned char>, "vecuint8");
-ZARVO_REGISTER_METATYPE(std::vector<short>, "vecint16");
-ZARVO_REGISTER_METATYPE(std::vector<unsigned short>, "vecuint16");
-ZARVO_REGISTER_METATYPE(std::vector<int>, "vecint32");
-ZARVO_REGISTER_METATYPE(std::vector<unsigned int>, "vecuint32");
-ZARVO_REGISTER_METATYPE(std::list<bool>, "listbool");
-ZARVO_REGISTER_METATYPE(std::list<char>, "listchar");
-ZARVO_REGISTER_METATYPE(std::list<signed char>, "listint8");
-ZARVO_REGISTER_METATYPE(std::list<unsigned char>, "listuint8");
-ZARVO_REGISTER_METATYPE(std::list<short>, "listint16");
-ZARVO_REGISTER_METATYPE(std::list<unsigned short>, "listuint16");
-ZARVO_REGISTER_METATYPE(std::list<int>, "listint32");
-ZARVO_REGISTER_METATYPE(std::list<unsigned int>, "listuint32");
-ZARVO_REGISTER_METATYPE(std::int64_t, "int64");
-ZARVO_REGISTER_METATYPE(std::uint64_t, "uint64");
-ZARVO_REGISTER_METATYPE(std::vector<std::int64_t>, "vecint64");
-ZARVO_REGISTER_METATYPE(std::vector<std::uint64_t>, "vecuint64");
-ZARVO_REGISTER_METATYPE(std::list<std::int64_t>, "listint64");
-ZARVO_REGISTER_METATYPE(std::list<std::uint64_t>, "listuint64");
-ZARVO_REGISTER_METATYPE(float, "float");
-ZARVO_REGISTER_METATYPE(std::vector<float>, "vecfloat");
-ZARVO_REGISTER_METATYPE(std::list<float>, "listfloat");
-ZARVO_REGISTER_METATYPE(double, "double");
-ZARVO_REGISTER_METATYPE(std::vector<double>, "vecdouble");
-ZARVO_REGISTER_METATYPE(std::list<double>, "listdouble");
-ZARVO_REGISTER_METATYPE(std::string, "string");
-ZARVO_REGISTER_METATYPE(std::vector<std::string>, "vecstring");
-ZARVO_REGISTER_METATYPE(std::list<std::string>, "liststring");
-ZARVO_REGISTER_METATYPE(cv::Mat, "cvmat");
-ZARVO_REGISTER_METATYPE(cv::Size_<int>, "cvsize");
-ZARVO_REGISTER_METATYPE(cv::Point_<int>, "cvpoint");
-ZARVO_REGISTER_METATYPE(cv::Rect_<int>, "cvrect");
-ZARVO_REGISTER_METATYPE(std::vector<cv::Mat>, "veccvmat");
-ZARVO_REGISTER_METATYPE(std::list<cv::Mat>, "listcvmat");
+#define ZARVO_REGISTER_BUILTIN(T, name) ZARVO_REGISTER_METATYPE(T, name);
+ZARVO_BUILTIN_TYPES(ZARVO_REGISTER_BUILTIN, ZARVO_REGISTER_BUILTIN)
+#undef ZARVO_REGISTER_BUILTIN
 
 }  // namespace zarvo::exp

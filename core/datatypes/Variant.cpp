@@ -60,8 +60,10 @@ std::string Variant::getTypeString(const std::type_info& type) {
     return std::string(getStringFromType(type));
 }
 
-#define ZARVO_INSTANTIATE_VARIANT(T) template class Variant_<T>;
-ZARVO_BUILTIN_VALUE_TYPES(ZARVO_INSTANTIATE_VARIANT)
+#define ZARVO_INSTANTIATE_VARIANT(T, name) template class Variant_<T>;
+ZARVO_BUILTIN_TYPES(ZARVO_INSTANTIATE_VARIANT, ZARVO_BUILTIN_SKIP)
+ZARVO_INSTANTIATE_VARIANT(const float, "")
+ZARVO_INSTANTIATE_VARIANT(const MarkedFloat, "")
 #undef ZARVO_INSTANTIATE_VARIANT
 
 }  // namespace zarvo::exp

@@ -15,6 +15,7 @@
 #include <opencv2/core.hpp>
 
 #include "core/datatypes/ArrayDeleter.h"
+#include "core/datatypes/BuiltinTypes.h"
 #include "core/datatypes/MarkedFloat.h"
 #include "core/memory/MemoryAcsii.h"
 #include "core/memory/MemoryBinary.h"
@@ -134,6 +135,10 @@ public:
     /// A const holder is read with a const T.
     template <class T>
     T value();
+    /// The held value if it is a T, else nullptr; const on either side does not count.
+    /// The checked way to read a value in place.
+    template <class T>
+    const T* getIf() const;
 
 protected:
     /// The registered text name of a type.
@@ -366,31 +371,33 @@ T Variant::value() {
     else return *static_cast<T*>(address_imp());
 }
 
-/// Calls X(T) for every value type the library compiles a Variant_ for, but the
-/// storage holder (declared beside DataStorage): the scalars, a const float and a
-/// const MarkedFloat, the strings, every element kind in a vector and a list, the
-/// matrix and geometry types.
-#define ZARVO_SEQUENCES_OF(X, E) X(E) X(std::vector<E>) X(std::list<E>)
-#define ZARVO_BUILTIN_VALUE_TYPES(X)                                                                     \
-    ZARVO_SEQUENCES_OF(X, bool)                                                                          \
-    ZARVO_SEQUENCES_OF(X, char)                                                                          \
-    ZARVO_SEQUENCES_OF(X, signed char)                                                                   \
-    ZARVO_SEQUENCES_OF(X, unsigned char)                                                                 \
-    ZARVO_SEQUENCES_OF(X, short)                                                                         \
-    ZARVO_SEQUENCES_OF(X, unsigned short)                                                                \
-    ZARVO_SEQUENCES_OF(X, int)                                                                           \
-    ZARVO_SEQUENCES_OF(X, unsigned int)                                                                  \
-    ZARVO_SEQUENCES_OF(X, std::int64_t)                                                                  \
-    ZARVO_SEQUENCES_OF(X, std::uint64_t)                                                                 \
-    ZARVO_SEQUENCES_OF(X, float)                                                                         \
-    ZARVO_SEQUENCES_OF(X, double)                                                                        \
-    ZARVO_SEQUENCES_OF(X, std::string)                                                                   \
-    ZARVO_SEQUENCES_OF(X, cv::Mat)                                                                       \
-    X(const float) X(const MarkedFloat) X(cv::Size_<int>) X(cv::Point_<int>) X(cv::Rect_<int>)
-
-// Compiled once, in the library, and exported from there.
-#define ZARVO_EXTERN_VARIANT(T) extern template class ZARVO_EXPORT Variant_<T>;
-ZARVO_BUILTIN_VALUE_TYPES(ZARVO_EXTERN_VARIANT)
+// Compiled once, in the library, and exported from there: every built-in value type,
+// and the constant float and MarkedFloat that a curator storage hands out.
+#define ZARVO_EXTERN_VARIANT(T, name) extern template class ZARVO_EXPORT Variant_<T>;
+ZARVO_BUILTIN_TYPES(ZARVO_EXTERN_VARIANT, ZARVO_BUILTIN_SKIP)
+ZARVO_EXTERN_VARIANT(const float, "")
+ZARVO_EXTERN_VARIANT(const MarkedFloat, "")
 #undef ZARVO_EXTERN_VARIANT
+
+template <class T>
+const T* Variant::getIf() const {
+    if (getTypeInfo() != typeid(T)) return nullptr;
+    return static_cast<const T*>(constAddress_imp());
+}
+
+/// Calls visitor with the held value in its real type, visitor(const T&), when that is
+/// one of the built-in types (a const holder gives its plain T), and visitor(value)
+/// with the variant itself for any other type, a caller's own or a storage. Returns
+/// what the call returns; the result of the fallback call sets the return type.
+template <class F>
+std::invoke_result_t<F, const Variant&> visitValue(const Variant& value, F&& visitor) {
+    using Result = std::invoke_result_t<F, const Variant&>;
+    const std::type_info& type = value.getTypeInfo();
+#define ZARVO_VISIT_BUILTIN(T, name) \
+    if (type == typeid(T)) return static_cast<Result>(visitor(*static_cast<const T*>(value.constAddress_imp())));
+    ZARVO_BUILTIN_TYPES(ZARVO_VISIT_BUILTIN, ZARVO_BUILTIN_SKIP)
+#undef ZARVO_VISIT_BUILTIN
+    return static_cast<Result>(visitor(value));
+}
 
 }  // namespace zarvo::exp

@@ -410,7 +410,7 @@ const Codecs& codecs() {
     static const Codecs table = [] {
         Codecs made;
 #define ZARVO_HDF5_NATIVE(T) made.byName.emplace(TypeObject::find(typeid(T)).getTypeString(), codecOf<T>());
-#define ZARVO_HDF5_NATIVE_WITH_SEQUENCES(E) ZARVO_SEQUENCES_OF(ZARVO_HDF5_NATIVE, E)
+#define ZARVO_HDF5_NATIVE_WITH_SEQUENCES(E) ZARVO_HDF5_NATIVE(E) ZARVO_HDF5_NATIVE(std::vector<E>) ZARVO_HDF5_NATIVE(std::list<E>)
         ZARVO_HDF5_NATIVE_WITH_SEQUENCES(bool)
         ZARVO_HDF5_NATIVE_WITH_SEQUENCES(char)
         ZARVO_HDF5_NATIVE_WITH_SEQUENCES(signed char)

@@ -24,11 +24,6 @@ namespace {
 using namespace zarvo::exp;
 using Storage = DataStorage<std::string>;
 
-template <class T>
-const T& held(const Variant& value) {
-    return *static_cast<const T*>(value.constAddress_imp());
-}
-
 // An object of members whose values are JSON already.
 std::string object(std::initializer_list<std::pair<const char*, std::string>> members) {
     std::string json = "{";
@@ -215,13 +210,15 @@ std::string jsonNumber(float value) {
 
 std::string valueJson(const std::shared_ptr<Variant>& value) {
     if (!value) return "null";
-    const std::type_info& type = value->getTypeInfo();
-#define ZARVO_INSPECT_JSON(T) \
-    if (type == typeid(T)) return jsonOf(held<std::remove_const_t<T>>(*value));
-    ZARVO_BUILTIN_VALUE_TYPES(ZARVO_INSPECT_JSON)
-#undef ZARVO_INSPECT_JSON
-    if (const Storage* group = Storage::groupOf(*value)) return jsonOf(*group);
-    return jsonString(value->toString());
+    return visitValue(*value, [](const auto& held) {
+        using T = std::decay_t<decltype(held)>;
+        if constexpr (!std::is_same_v<T, Variant>) {
+            return jsonOf(held);
+        } else {
+            if (const Storage* group = Storage::groupOf(held)) return jsonOf(*group);
+            return jsonString(held.toString());
+        }
+    });
 }
 
 std::string recordJson(const MarkedFloat& record) { return jsonOf(record); }
