@@ -50,18 +50,12 @@ inline char choice(Endian endian, unsigned pick) {
     return static_cast<char>((endian == zarvo::exp::swap ? 0x80 : 0) | pick);
 }
 
-/// Every registered name, sorted: the registry keeps them unordered, and the seed
-/// generator and the harness must number them alike.
+/// Every registered name, sorted: the seed generator and the harness must number them
+/// alike, whatever order the units that register them were loaded in.
 inline std::vector<std::string> registeredNames() {
-    struct Registry : zarvo::exp::TypeObject {
-        static std::vector<std::string> names() {
-            std::vector<std::string> names;
-            for (const auto& entry : *m_pStringTypeObjects) names.push_back(entry.first);
-            std::sort(names.begin(), names.end());
-            return names;
-        }
-    };
-    return Registry::names();
+    std::vector<std::string> names = zarvo::exp::TypeObject::typeStrings();
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 /// The names of the value harness: all of them.

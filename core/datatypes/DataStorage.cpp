@@ -178,20 +178,27 @@ Storage Storage::read(Memory::Cursor& in) {
     in.requireElements(count, 8);  // every entry holds at least its two lengths
     DataStorage storage;
     Map& items = *storage.m_pItems;
+    // A level's values are mostly of one or a few types: the registry is asked again
+    // only when the name changes.
+    const TypeObject* entry = nullptr;
+    std::string_view entryName;
     for (std::uint64_t i = 0; i < count; ++i) {
         // Key and name are looked at where they lie in the input; only the key is copied, into the map.
         const std::string_view key = in.text();
         const std::string_view typeName = in.text();
         if (key.find('.') != std::string_view::npos) ZARVO_THROW("Storage key holds a '.': " << key);
-        std::shared_ptr<Variant> value = TypeObject::find(typeName).deserialize(in);
+        if (entry == nullptr || typeName != entryName) {
+            entry = &TypeObject::find(typeName);
+            entryName = typeName;
+        }
+        std::shared_ptr<Variant> value = entry->deserialize(in);
         if (!value) ZARVO_THROW("Storage entry holds no value: " << key << " (type " << typeName << ")");
-        // serialize() writes the keys in ascending order: each goes in behind the last
-        // one without a search. Any other order takes the searching insert, which also
-        // finds a key that appears twice.
-        if (items.empty() || items.rbegin()->first < key)
-            items.emplace_hint(items.end(), key, std::move(value));
-        else if (!items.try_emplace(std::string(key), std::move(value)).second)
-            ZARVO_THROW("Storage key appears twice: " << key);
+        // serialize() writes the keys in ascending order: the hint at the end then places
+        // each behind the last one with a single comparison. Any other order makes the
+        // insert search, and a key that appears twice leaves the map as it was.
+        const size_t before = items.size();
+        items.emplace_hint(items.end(), key, std::move(value));
+        if (items.size() == before) ZARVO_THROW("Storage key appears twice: " << key);
     }
     return storage;
 }
