@@ -24,6 +24,7 @@
 #include "core/datatypes/Subscription.h"
 #include "core/datatypes/TypeObject.h"
 #include "core/datatypes/UnixTime.h"
+#include "core/datatypes/ValueJson.h"
 #include "core/datatypes/Variant.h"
 #include "core/datatypes/Version.h"
 #include "core/datatypes/VersionExtended.h"

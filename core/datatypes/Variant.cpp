@@ -1,6 +1,9 @@
 #include "core/datatypes/Variant.h"
 
 #include <ostream>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
 
 #include "core/datatypes/TypeObject.h"
 
@@ -58,6 +61,26 @@ std::ostream& operator<<(std::ostream& stream, const Variant& value) { return st
 
 std::string Variant::getTypeString(const std::type_info& type) {
     return std::string(getStringFromType(type));
+}
+
+int detail::builtinValueIndex(const std::type_info& type) {
+    // Every library that holds a built-in value asks with the one std::type_info object
+    // of its type, so its address finds it; a copy of the object elsewhere, and every
+    // type that is no built-in one (storages are visited often), is found by name.
+    using Index = std::pair<std::unordered_map<const std::type_info*, int>, std::unordered_map<std::string_view, int>>;
+    static const Index index = [] {
+        Index made;
+#define ZARVO_INDEX_BUILTIN(T, typeString)                                          \
+    made.first.emplace(&typeid(T), static_cast<int>(made.first.size()));        \
+    made.second.emplace(typeid(T).name(), static_cast<int>(made.second.size()));
+        ZARVO_BUILTIN_TYPES(ZARVO_INDEX_BUILTIN, ZARVO_BUILTIN_SKIP)
+#undef ZARVO_INDEX_BUILTIN
+        return made;
+    }();
+    const auto byAddress = index.first.find(&type);
+    if (byAddress != index.first.end()) return byAddress->second;
+    const auto byName = index.second.find(type.name());
+    return byName != index.second.end() ? byName->second : -1;
 }
 
 #define ZARVO_INSTANTIATE_VARIANT(T, name) template class Variant_<T>;

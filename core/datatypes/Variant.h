@@ -385,6 +385,20 @@ const T* Variant::getIf() const {
     return static_cast<const T*>(constAddress_imp());
 }
 
+namespace detail {
+
+/// The position of type in ZARVO_BUILTIN_TYPES' value types (void left out), or -1:
+/// one look-up, whichever the type.
+ZARVO_EXPORT int builtinValueIndex(const std::type_info& type);
+
+/// visitor called with the value held by a variant known to hold a T.
+template <class T, class Result, class F>
+Result callWithHeld(const Variant& value, F& visitor) {
+    return static_cast<Result>(visitor(*static_cast<const T*>(value.constAddress_imp())));
+}
+
+}  // namespace detail
+
 /// Calls visitor with the held value in its real type, visitor(const T&), when that is
 /// one of the built-in types (a const holder gives its plain T), and visitor(value)
 /// with the variant itself for any other type, a caller's own or a storage. Returns
@@ -392,12 +406,12 @@ const T* Variant::getIf() const {
 template <class F>
 std::invoke_result_t<F, const Variant&> visitValue(const Variant& value, F&& visitor) {
     using Result = std::invoke_result_t<F, const Variant&>;
-    const std::type_info& type = value.getTypeInfo();
-#define ZARVO_VISIT_BUILTIN(T, name) \
-    if (type == typeid(T)) return static_cast<Result>(visitor(*static_cast<const T*>(value.constAddress_imp())));
-    ZARVO_BUILTIN_TYPES(ZARVO_VISIT_BUILTIN, ZARVO_BUILTIN_SKIP)
+    using Call = Result (*)(const Variant&, F&);
+#define ZARVO_VISIT_BUILTIN(T, name) &detail::callWithHeld<T, Result, F>,
+    static constexpr Call calls[] = {ZARVO_BUILTIN_TYPES(ZARVO_VISIT_BUILTIN, ZARVO_BUILTIN_SKIP)};
 #undef ZARVO_VISIT_BUILTIN
-    return static_cast<Result>(visitor(value));
+    const int index = detail::builtinValueIndex(value.getTypeInfo());
+    return index < 0 ? static_cast<Result>(visitor(value)) : calls[index](value, visitor);
 }
 
 }  // namespace zarvo::exp
