@@ -158,7 +158,7 @@ def test_python_publishes_cpp_listens():
                                                                          ("f", 0, "frame")]
     assert lines[0]["sender"] == "%016x" % publisher.sender_id and lines[0]["value"] == "hé"
     assert lines[1]["value"] == {"n": 3} and lines[2]["metadata"] == {"gain": 1.5}
-    assert lines[2]["image"]["type"] == "CV_8UC3" and lines[2]["image"]["pixels"] == [[[1, 1, 1], [1, 1, 1]]]
+    assert lines[2]["image"]["dtype"] == "uint8" and lines[2]["image"]["pixels"] == [[[1, 1, 1], [1, 1, 1]]]
     assert lines[3] == {"stats": {"received": 3, "dropped": 0, "malformed": 0, "restarts": 0}}
 
 

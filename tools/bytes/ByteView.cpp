@@ -2,7 +2,8 @@
 
 #include <sstream>
 #include <stdexcept>
-#include <typeinfo>
+#include <type_traits>
+#include <utility>
 
 #include "core/datatypes/CalibrationInfo.h"
 #include "core/datatypes/DataStorage.h"
@@ -28,10 +29,34 @@ using namespace zarvo::exp;
 // Stored metadata holds groups; they read back only under a registered name.
 [[maybe_unused]] const TypeObject* const kStorageEntry = registerStorageType();
 
-// The held value, once its type is known to be T.
-template <class T>
-const T& held(const Variant& value) {
-    return *static_cast<const T*>(value.constAddress_imp());
+// Whether a record can be read from text: it has a static fromString.
+template <class R, class = void>
+struct ReadsText : std::false_type {};
+template <class R>
+struct ReadsText<R, std::void_t<decltype(R::fromString(std::declval<const std::string&>()))>> : std::true_type {};
+
+// The minimum, maximum and mean of one channel of a matrix.
+struct ChannelStats {
+    double min;
+    double max;
+    double mean;
+};
+
+// The statistics of each channel of a matrix; none for an empty one.
+std::vector<ChannelStats> channelStats(const cv::Mat& matrix) {
+    if (matrix.empty()) return {};
+    cv::Mat values = matrix.isContinuous() ? matrix : matrix.clone();
+    if (values.depth() == CV_16F) values.convertTo(values, CV_32F);  // minMaxIdx and mean take no half floats
+    // One row per pixel, one column per channel, over the same bytes.
+    const cv::Mat table(static_cast<int>(values.total()), values.channels(), values.depth(), values.data);
+    std::vector<ChannelStats> stats;
+    for (int c = 0; c < table.cols; ++c) {
+        ChannelStats channel{};
+        cv::minMaxIdx(table.col(c), &channel.min, &channel.max);
+        channel.mean = cv::mean(table.col(c))[0];
+        stats.push_back(channel);
+    }
+    return stats;
 }
 
 // A text on the head line, or below it when it spans lines (trailing line ends dropped).
@@ -72,21 +97,14 @@ Shown matrices(const std::vector<cv::Mat>& list) {
 // The text half of show().
 Shown textFor(const std::shared_ptr<Variant>& value) {
     if (!value) return {"(no value)", {}, {}};
-    const std::type_info& type = value->getTypeInfo();
-    if (type == typeid(cv::Mat)) {
-        const auto& matrix = held<cv::Mat>(*value);
-        return {matrixLine(matrix), channelLines(matrix), {}};
-    }
-    if (type == typeid(std::vector<cv::Mat>)) return matrices(held<std::vector<cv::Mat>>(*value));
+    if (const auto* matrix = value->getIf<cv::Mat>()) return {matrixLine(*matrix), channelLines(*matrix), {}};
+    if (const auto* list = value->getIf<std::vector<cv::Mat>>()) return matrices(*list);
     if (const Storage* group = Storage::groupOf(*value)) return storageTree(*group);
-    if (type == typeid(cv::Size)) {
-        const auto& size = held<cv::Size>(*value);
-        return {std::to_string(size.width) + "x" + std::to_string(size.height), {}, {}};
-    }
-    if (type == typeid(cv::Rect)) {
-        const auto& rect = held<cv::Rect>(*value);
-        return {std::to_string(rect.width) + "x" + std::to_string(rect.height) + " at " + std::to_string(rect.x) + ":" +
-                    std::to_string(rect.y),
+    if (const auto* size = value->getIf<cv::Size>())
+        return {std::to_string(size->width) + "x" + std::to_string(size->height), {}, {}};
+    if (const auto* rect = value->getIf<cv::Rect>()) {
+        return {std::to_string(rect->width) + "x" + std::to_string(rect->height) + " at " + std::to_string(rect->x) +
+                    ":" + std::to_string(rect->y),
                 {}, {}};
     }
     return textOf(value->toString());
@@ -110,7 +128,7 @@ template <class R>
 Shown readRecord(Endian endian, const char* data, size_t available, size_t& used) {
     const R value = R::deserialize(endian, data, available, used);
     Shown shown = textOf(value.toString());
-    shown.json = recordJson(value);
+    shown.json = toJson(value, kJsonOptions);
     return shown;
 }
 
@@ -123,7 +141,7 @@ std::vector<char> writeRecord(const char* name, Endian endian, const std::string
 
 template <class R>
 Record record(const char* name, const char* cppType, const char* byteForm) {
-    if constexpr (intern::HasFromString<R>::value) return {{name, cppType, byteForm, "yes"}, readRecord<R>, writeRecord<R>};
+    if constexpr (ReadsText<R>::value) return {{name, cppType, byteForm, "yes"}, readRecord<R>, writeRecord<R>};
     else return {{name, cppType, byteForm, "out only"}, readRecord<R>, nullptr};
 }
 
@@ -169,7 +187,7 @@ std::string matrixLine(const cv::Mat& matrix) {
 
 Shown show(const std::shared_ptr<Variant>& value) {
     Shown shown = textFor(value);
-    shown.json = valueJson(value);
+    shown.json = toJson(value, kJsonOptions);
     return shown;
 }
 

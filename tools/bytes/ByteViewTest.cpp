@@ -108,7 +108,7 @@ TEST(Inspect, StrictWritesEscapesHintsAndInputs) {
 }
 
 // --json: a value, a record as an object, a storage as nested objects, a matrix as its
-// header, channel statistics and (small ones) pixels.
+// shape and dtype and (small ones) pixels, a stray byte as Python's surrogate escape.
 TEST(Inspect, JsonForScripts) {
     Storage s;
     s.insert("camera.serial", hold(4711));
@@ -129,13 +129,13 @@ TEST(Inspect, JsonForScripts) {
         {"read Version --json " + file("version", version), 0,
          "{\"type\":\"Version\",\"value\":{\"major\":1,\"minor\":2,\"patch\":3}" + tail + "12,\"bytesAvailable\":12}\n", ""},
         {"read cvmat --json " + file("small", bytesOf(*hold(small), no_swap)), 0,
-         "{\"type\":\"cvmat\",\"value\":{\"dims\":2,\"sizes\":[2,2],\"type\":\"CV_8UC2\",\"channels\":"
-         "[{\"min\":1,\"max\":5,\"mean\":2},{\"min\":2,\"max\":6,\"mean\":3}],"
+         "{\"type\":\"cvmat\",\"value\":{\"shape\":[2,2,2],\"dtype\":\"uint8\","
          "\"pixels\":[[[1,2],[1,2]],[[1,2],[5,6]]]}" + tail + "32,\"bytesAvailable\":32}\n", ""},
         {"read cvmat --json " + file("big", big), 0,
-         "{\"type\":\"cvmat\",\"value\":{\"dims\":2,\"sizes\":[1,2000],\"type\":\"CV_32FC1\",\"channels\":"
-         "[{\"min\":0.5,\"max\":0.5,\"mean\":0.5}]}" + tail + std::to_string(big.size()) + ",\"bytesAvailable\":" +
-             std::to_string(big.size()) + "}\n", ""},
+         "{\"type\":\"cvmat\",\"value\":{\"shape\":[1,2000],\"dtype\":\"float32\"}" + tail +
+             std::to_string(big.size()) + ",\"bytesAvailable\":" + std::to_string(big.size()) + "}\n", ""},
+        {"read string --json " + file("stray", std::string("\3\0\0\0\xff\xc2\x85", 7)), 0,
+         "{\"type\":\"string\",\"value\":\"\\udcff\\u0085\"" + tail + "7,\"bytesAvailable\":7}\n", ""},
         {"read int32 --json --all " + file("two", hex("07 00 00 00 08 00 00 00")), 0,
          "{\"type\":\"int32\",\"values\":[{\"offset\":0,\"value\":7},{\"offset\":4,\"value\":8}]" + tail +
              "8,\"bytesAvailable\":8}\n", ""}};

@@ -4,7 +4,6 @@
 #include "tools/bytes/Hdf5View.h"
 
 #include <charconv>
-#include <ctime>
 #include <iomanip>
 #include <iostream>
 #include <sstream>
@@ -12,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "core/datatypes/UnixTime.h"
 #include "hdf5/FrameRecorder.h"
 #include "hdf5/RecordingFile.h"
 #include "tools/bytes/ByteView.h"
@@ -23,35 +23,10 @@ namespace {
 
 using zarvo::Exception;
 using zarvo::exp::DataStorage;
+using zarvo::exp::UnixTime;
 using zarvo::hdf5::FrameRecorder;
 using zarvo::hdf5::RecordingFile;
 using Storage = DataStorage<std::string>;
-
-struct H5Options {
-    std::vector<std::string> positional;
-    bool json = false;
-    bool frames = false;
-    std::string range;
-};
-
-H5Options parse(int argc, char** argv) {
-    H5Options options;
-    for (int i = 3; i < argc; ++i) {
-        const std::string arg = argv[i];
-        if (arg == "--json") {
-            options.json = true;
-        } else if (arg == "--frames") {
-            if (++i == argc) throw std::invalid_argument("--frames needs a range A:B");
-            options.frames = true;
-            options.range = argv[i];
-        } else if (arg.size() > 2 && arg.compare(0, 2, "--") == 0) {
-            throw std::invalid_argument("unknown option for 'h5': " + arg);
-        } else {
-            options.positional.push_back(arg);
-        }
-    }
-    return options;
-}
 
 size_t number(const std::string& text, size_t otherwise, const std::string& range) {
     if (text.empty()) return otherwise;
@@ -63,15 +38,17 @@ size_t number(const std::string& text, size_t otherwise, const std::string& rang
 }
 
 // The frames [from, to) that --frames A:B selects of count frames; either end may be left out.
-std::pair<size_t, size_t> framesOf(const H5Options& options, size_t count) {
+std::pair<size_t, size_t> framesOf(const H5PrintOptions& options, size_t count) {
     if (!options.frames) return {0, count};
     const size_t colon = options.range.find(':');
     if (colon == std::string::npos)
-        throw std::invalid_argument("--frames takes A:B, frame numbers from A up to B (excluded), not " + options.range);
+        throw std::invalid_argument("--frames takes A:B, frame numbers from A up to B (excluded), not " +
+                                    options.range);
     const size_t from = number(options.range.substr(0, colon), 0, options.range);
     const size_t to = number(options.range.substr(colon + 1), count, options.range);
     if (from > to || to > count)
-        throw std::runtime_error("--frames " + options.range + " lies outside the " + std::to_string(count) + " frames");
+        throw std::runtime_error("--frames " + options.range + " lies outside the " + std::to_string(count) +
+                                 " frames");
     return {from, to};
 }
 
@@ -86,24 +63,6 @@ void printShown(const std::string& indent, const std::string& label, const Shown
     std::cout << indent << Exception::printable(label) << ":"
               << (shown.head.empty() ? "" : " " + Exception::printable(shown.head)) << "\n";
     for (const std::string& line : shown.lines) std::cout << indent << "  " << Exception::printable(line) << "\n";
-}
-
-// Nanoseconds since the Unix epoch as ISO 8601 UTC: "2026-11-25T02:53:30.123456789Z".
-std::string isoTime(std::int64_t nanoseconds) {
-    const std::int64_t billion = 1000000000;
-    std::int64_t seconds = nanoseconds / billion, fraction = nanoseconds % billion;
-    if (fraction < 0) {
-        fraction += billion;
-        --seconds;
-    }
-    const std::time_t whole = static_cast<std::time_t>(seconds);
-    std::tm utc{};
-    gmtime_r(&whole, &utc);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &utc);
-    std::ostringstream out;
-    out << text << "." << std::setw(9) << std::setfill('0') << fraction << "Z";
-    return out.str();
 }
 
 // Frames, image, compression and time of the recording at path, as lines.
@@ -121,22 +80,23 @@ std::vector<std::string> recordingLines(const RecordingFile& file, const std::st
         const std::int64_t last = FrameRecorder::timestampOf(file, path, frames - 1);
         std::ostringstream rate;
         if (frames > 1 && last > first)
-            rate << ", mean rate " << std::setprecision(6) << static_cast<double>(frames - 1) * 1e9 / static_cast<double>(last - first)
-                 << " frames/s";
-        lines.push_back("timestamps: first " + isoTime(first) + ", last " + isoTime(last) + rate.str());
+            rate << ", mean rate " << std::setprecision(6)
+                 << static_cast<double>(frames - 1) * 1e9 / static_cast<double>(last - first) << " frames/s";
+        lines.push_back("timestamps: first " + UnixTime::isoText(first) + ", last " + UnixTime::isoText(last) +
+                        rate.str());
     }
     return lines;
 }
 
-int list(const RecordingFile& file) {
-    std::cout << std::left << std::setw(48) << "path" << std::setw(14) << "type" << "shape\n";
+void list(const RecordingFile& file) {
+    std::cout << std::left << std::setw(48) << "path" << std::setw(14) << "type"
+              << "shape\n";
     for (const RecordingFile::Entry& entry : file.list())
         std::cout << std::setw(48) << Exception::printable(entry.path) << std::setw(14)
                   << (entry.typeName.empty() ? "-" : Exception::printable(entry.typeName)) << entry.shape << "\n";
-    return 0;
 }
 
-int summary(const RecordingFile& file) {
+void summary(const RecordingFile& file) {
     const std::vector<RecordingFile::Entry> entries = file.list();
     size_t streams = 0;
     for (const RecordingFile::Entry& entry : entries) {
@@ -144,42 +104,45 @@ int summary(const RecordingFile& file) {
         ++streams;
         printShown("", "recording " + entry.path, {"", recordingLines(file, entry.path, entries), ""});
     }
-    std::cout << streams << (streams == 1 ? " recording" : " recordings") << " in " << Exception::printable(file.fileName())
-              << "\n";
-    return 0;
+    std::cout << streams << (streams == 1 ? " recording" : " recordings") << " in "
+              << Exception::printable(file.fileName()) << "\n";
 }
 
 // One element per frame: each selected frame's value, or its image with the statistics of each channel.
-int printFrames(const RecordingFile& file, const RecordingFile::Entry& entry, const H5Options& options) {
+void printFrames(const RecordingFile& file, const RecordingFile::Entry& entry, const H5PrintOptions& options) {
     const auto [from, to] = framesOf(options, static_cast<size_t>(entry.dims.at(0)));
     std::string values;
     if (!options.json)
-        std::cout << Exception::printable(entry.path) << " (" << Exception::printable(entry.typeName) << ", " << entry.shape
-                  << "), frames " << from << ":" << to << "\n";
+        std::cout << Exception::printable(entry.path) << " (" << Exception::printable(entry.typeName) << ", "
+                  << entry.shape << "), frames " << from << ":" << to << "\n";
     for (size_t i = from; i < to; ++i) {
         const Shown shown = show(file.readElement(entry.path, i));
-        if (options.json) values += (i == from ? "" : ",") + ("{\"frame\":" + std::to_string(i) + ",\"value\":" + shown.json + "}");
+        if (options.json)
+            values += (i == from ? "" : ",") + ("{\"frame\":" + std::to_string(i) + ",\"value\":" + shown.json + "}");
         else printShown("  ", "[" + std::to_string(i) + "]", shown);
     }
     if (options.json)
         std::cout << "{\"path\":" << jsonString(entry.path) << ",\"type\":" << jsonString(entry.typeName)
                   << ",\"shape\":" << dimsJson(entry.dims) << ",\"from\":" << from << ",\"to\":" << to
                   << ",\"values\":[" << values << "]}\n";
-    return 0;
 }
 
-int print(const RecordingFile& file, const std::string& path, const H5Options& options) {
+void print(const RecordingFile& file, const std::string& path, const H5PrintOptions& options) {
     const std::vector<RecordingFile::Entry> entries = file.list();
     for (const RecordingFile::Entry& entry : entries) {
         if (entry.path != path && entry.path != "/" + path) continue;
         if (options.frames && !entry.perFrame)
             throw std::invalid_argument("--frames goes with a dataset of one element per frame, not '" + path + "'");
-        if (entry.perFrame) return printFrames(file, entry, options);
+        if (entry.perFrame) {
+            printFrames(file, entry, options);
+            return;
+        }
         std::shared_ptr<zarvo::exp::Variant> value;
         if (entry.typeName == "recording") {
-            if (options.json) throw std::invalid_argument("--json goes with a value, a storage or a frame, not a recording");
+            if (options.json)
+                throw std::invalid_argument("--json goes with a value, a storage or a frame, not a recording");
             printShown("", entry.path + " (recording)", {"", recordingLines(file, entry.path, entries), ""});
-            return 0;
+            return;
         }
         if (entry.typeName == "frame") {
             // Its image and its metadata, as one storage.
@@ -200,25 +163,19 @@ int print(const RecordingFile& file, const std::string& path, const H5Options& o
                       << ",\"shape\":" << dimsJson(entry.dims) << ",\"value\":" << shown.json << "}\n";
         else
             printShown("", entry.path + " (" + typeName + (entry.shape.empty() ? "" : ", " + entry.shape) + ")", shown);
-        return 0;
+        return;
     }
     throw std::runtime_error("'" + path + "': no such object");
 }
 
 }  // namespace
 
-int runH5(int argc, char** argv) {
-    const std::string command = argc > 2 ? argv[2] : "";
-    const H5Options options = parse(argc, argv);
-    const size_t wanted = command == "print" ? 2 : 1;
-    if ((command != "list" && command != "summary" && command != "print") || options.positional.size() != wanted)
-        throw std::invalid_argument("h5 takes 'list FILE', 'summary FILE' or 'print FILE PATH'");
-    if (command != "print" && (options.json || options.frames))
-        throw std::invalid_argument("--json and --frames go with 'h5 print'");
-    const RecordingFile file = RecordingFile::openReadOnly(options.positional[0]);
-    if (command == "list") return list(file);
-    if (command == "summary") return summary(file);
-    return print(file, options.positional[1], options);
+void listH5(const std::string& file) { list(RecordingFile::openReadOnly(file)); }
+
+void summarizeH5(const std::string& file) { summary(RecordingFile::openReadOnly(file)); }
+
+void printH5(const std::string& file, const std::string& path, const H5PrintOptions& options) {
+    print(RecordingFile::openReadOnly(file), path, options);
 }
 
 }  // namespace inspect

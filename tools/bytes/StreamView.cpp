@@ -6,13 +6,13 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <ctime>
 #include <filesystem>
 #include <iostream>
 #include <map>
 #include <optional>
 #include <stdexcept>
 
+#include "core/datatypes/UnixTime.h"
 #include "tools/bytes/ByteView.h"
 #include "tools/bytes/ValueJson.h"
 #include "transport/KeyPair.h"
@@ -28,6 +28,7 @@ namespace inspect {
 namespace {
 
 using zarvo::Exception;
+using zarvo::exp::UnixTime;
 using zarvo::transport::Kind;
 using zarvo::transport::Message;
 using zarvo::transport::Receiver;
@@ -95,24 +96,6 @@ const char* kindName(Kind kind) {
     return "end";
 }
 
-// Nanoseconds since the Unix epoch as UTC: 2026-01-02T03:04:05.000000006Z.
-std::string timeText(std::int64_t nanoseconds) {
-    std::int64_t seconds = nanoseconds / 1000000000;
-    std::int64_t fraction = nanoseconds % 1000000000;
-    if (fraction < 0) {
-        fraction += 1000000000;
-        --seconds;
-    }
-    const std::time_t time = static_cast<std::time_t>(seconds);
-    std::tm parts{};
-    char text[64];
-    if (gmtime_r(&time, &parts) == nullptr || std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts) == 0)
-        return std::to_string(nanoseconds) + "ns";
-    char tail[16];
-    std::snprintf(tail, sizeof tail, ".%09lldZ", static_cast<long long>(fraction));
-    return std::string(text) + tail;
-}
-
 std::string joined(const std::vector<std::string>& words, const char* separator) {
     std::string text;
     for (const std::string& word : words) text += (text.empty() ? "" : separator) + word;
@@ -150,8 +133,8 @@ std::shared_ptr<zarvo::exp::Variant> held(const T& value) {
 
 std::string messageLine(const Message& message) {
     return Exception::printable(message.topic.empty() ? "\"\"" : message.topic) + " #" +
-           std::to_string(message.sequence) + " " + timeText(message.sendTime) + " " + kindName(message.kind) + " " +
-           Exception::printable(summary(message));
+           std::to_string(message.sequence) + " " + UnixTime::isoText(message.sendTime) + " " +
+           kindName(message.kind) + " " + Exception::printable(summary(message));
 }
 
 std::string messageJson(const Message& message) {
@@ -161,11 +144,12 @@ std::string messageJson(const Message& message) {
                        ",\"sendTime\":" + std::to_string(message.sendTime) + ",\"sender\":\"" + sender +
                        "\",\"kind\":\"" + kindName(message.kind) + "\"";
     if (message.kind == Kind::Value)
-        json += ",\"type\":" + jsonString(message.value->getTypeString()) + ",\"value\":" + valueJson(message.value);
-    if (message.kind == Kind::Storage) json += ",\"value\":" + valueJson(held(message.storage));
+        json += ",\"type\":" + jsonString(message.value->getTypeString()) +
+                ",\"value\":" + toJson(message.value, kJsonOptions);
+    if (message.kind == Kind::Storage) json += ",\"value\":" + toJson(message.storage, kJsonOptions);
     if (message.kind == Kind::Frame)
-        json += ",\"image\":" + valueJson(held(message.frame.getFrameData())) +
-                ",\"metadata\":" + valueJson(held(message.frame.getMetaData()));
+        json += ",\"image\":" + toJson(held(message.frame.getFrameData()), kJsonOptions) +
+                ",\"metadata\":" + toJson(message.frame.getMetaData(), kJsonOptions);
     return json + "}";
 }
 

@@ -111,8 +111,8 @@ TEST(InspectStream, ListenLinesJsonAndSigint) {
         EXPECT_EQ(withoutTimes(out),
                   json ? "{\"topic\":\"c\\u001b\",\"sequence\":0,T,\"kind\":\"value\",\"type\":\"string\",\"value\":\"a\\u000ab\"}\n"
                          "{\"topic\":\"c\",\"sequence\":0,T,\"kind\":\"storage\",\"value\":{\"a\":1,\"b\":{\"c\":\"x\"}}}\n"
-                         "{\"topic\":\"c\",\"sequence\":1,T,\"kind\":\"frame\",\"image\":{\"dims\":2,\"sizes\":[2,3],"
-                         "\"type\":\"CV_8UC1\",\"channels\":[{\"min\":4,\"max\":4,\"mean\":4}],\"pixels\":[[4,4,4],[4,4,4]]},"
+                         "{\"topic\":\"c\",\"sequence\":1,T,\"kind\":\"frame\",\"image\":{\"shape\":[2,3],"
+                         "\"dtype\":\"uint8\",\"pixels\":[[4,4,4],[4,4,4]]},"
                          "\"metadata\":{\"gain\":4}}\n"
                          "{\"topic\":\"c\",\"sequence\":2,T,\"kind\":\"end\"}\n"
                          "{\"stats\":{\"received\":4,\"dropped\":0,\"malformed\":0,\"restarts\":0}}\n"
