@@ -55,7 +55,8 @@ Frame sensorFrame() {
     cv::Mat pixels(480, 640, CV_16UC1);
     cv::randu(pixels, 0, 16);
     for (int r = 0; r < pixels.rows; ++r)
-        for (int c = 0; c < pixels.cols; ++c) pixels.at<unsigned short>(r, c) += static_cast<unsigned short>(1024 + 8 * r + 4 * c);
+        for (int c = 0; c < pixels.cols; ++c)
+            pixels.at<unsigned short>(r, c) += static_cast<unsigned short>(1024 + 8 * r + 4 * c);
     return Frame(pixels);
 }
 
@@ -151,11 +152,12 @@ BENCHMARK(ReadFrame500)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(FrameAt)->Arg(1000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 
 int main(int argc, char** argv) {
-    return runBenchmarksWithRatios(argc, argv, {{"RecordFrames/iterations:3", "FwritePixels/iterations:3", 1.2},
-                                                {"RecordSensor/2/0/iterations:3", "RecordSensor/0/0/iterations:3", 2.0},
-                                                {"RecordSensor/1/0/iterations:3", "RecordSensor/0/0/iterations:3", 100},
-                                                {"RecordSensor/2/1/iterations:3", "RecordSensor/0/1/iterations:3", 2.0},
-                                                {"RecordSensor/1/1/iterations:3", "RecordSensor/0/1/iterations:3", 100},
-                                                {"ReadFrame500/1000", "ReadFrame500/100", 1.2},
-                                                {"FrameAt/100000", "FrameAt/1000", 1.5}});
+    return runBenchmarksWithRatios(argc, argv,
+                                   {{"RecordFrames/iterations:3", "FwritePixels/iterations:3", 1.2},
+                                    {"RecordSensor/2/0/iterations:3", "RecordSensor/0/0/iterations:3", 2.0},
+                                    {"RecordSensor/1/0/iterations:3", "RecordSensor/0/0/iterations:3", 100},
+                                    {"RecordSensor/2/1/iterations:3", "RecordSensor/0/1/iterations:3", 2.0},
+                                    {"RecordSensor/1/1/iterations:3", "RecordSensor/0/1/iterations:3", 100},
+                                    {"ReadFrame500/1000", "ReadFrame500/100", 1.2},
+                                    {"FrameAt/100000", "FrameAt/1000", 1.5}});
 }

@@ -8,6 +8,7 @@
 
 #include "core/datatypes/Frame.h"
 #include "hdf5/RecordingFile.h"
+#include "hdf5/RecordingReader.h"
 #include "valuefault/Export.h"
 
 namespace zarvo::hdf5 {
@@ -22,8 +23,8 @@ namespace zarvo::hdf5 {
 /// a dataset of shape (frames, rows, cols[, channels]) chunked by frame, colour in RGB
 /// order; "timestamps", int64 nanoseconds since the Unix epoch, one per frame and the
 /// dimension scale of the frame axis of every other dataset; and "metadata", a dataset
-/// of shape (frames,) per metadata key (dotted groups as subgroups). Read frame i back
-/// with readFrame(), which reads that frame's chunk and elements alone.
+/// of shape (frames,) per metadata key (dotted groups as subgroups). Read the frames back
+/// with a RecordingReader, which reads a frame's chunk and elements alone.
 ///
 /// Crash safety: the construction and every write leave the file whole on disk. By
 /// default the file is switched to HDF5's single-writer/multiple-reader mode at the
@@ -90,16 +91,15 @@ public:
     /// by binary search; none if time is before the first frame.
     std::optional<size_t> frameAt(std::int64_t time) const;
 
-    /// Number of complete frames of the recording at path in file.
+    /// RecordingReader(file, path).frameCount(): number of complete frames of the recording.
     static size_t frameCount(const RecordingFile& file, const std::string& path);
-    /// Reads frame index of the recording at path in file, touching no other frame.
+    /// RecordingReader(file, path).readFrame(index): frame index, touching no other frame.
     static exp::Frame readFrame(const RecordingFile& file, const std::string& path, size_t index);
-    /// The timestamp of frame index, in nanoseconds since the Unix epoch.
+    /// RecordingReader(file, path).timestampOf(index): the timestamp of frame index.
     static std::int64_t timestampOf(const RecordingFile& file, const std::string& path, size_t index);
-    /// frameAt() of the recording at path in file.
+    /// RecordingReader(file, path).frameAt(time).
     static std::optional<size_t> frameAt(const RecordingFile& file, const std::string& path, std::int64_t time);
-    /// The compression of the recording's images as text: "none", "deflate 4 + shuffle",
-    /// "lz4 + shuffle", "bitshuffle-lz4".
+    /// RecordingReader(file, path).compressionOf(): "none", "deflate 4 + shuffle", "lz4 + shuffle", "bitshuffle-lz4".
     static std::string compressionOf(const RecordingFile& file, const std::string& path);
 
 private:

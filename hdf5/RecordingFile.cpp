@@ -8,7 +8,11 @@
 #include <type_traits>
 #include <utility>
 
-#include "hdf5/internal/Handle.h"
+#include "hdf5/internal/FileTree.h"
+#include "hdf5/internal/H5Call.h"
+#include "hdf5/internal/Names.h"
+#include "hdf5/internal/Pixels.h"
+#include "hdf5/internal/Texts.h"
 #include "hdf5/internal/ValueCodec.h"
 #include "zarvo/version.h"
 
@@ -20,6 +24,7 @@ using exp::Variant;
 using exp::Variant_;
 using internal::Handle;
 using Storage = DataStorage<std::string>;
+namespace h5 = internal::h5;
 
 static_assert(std::is_same_v<hid_t, std::int64_t>, "the header keeps HDF5 identifiers as int64");
 
@@ -27,8 +32,8 @@ namespace {
 
 // Files are made in the newest format: single-writer/multiple-reader recording needs it.
 Handle newestFormat() {
-    Handle access = ZARVO_H5_OPEN(H5Pcreate(H5P_FILE_ACCESS), "cannot make a file access property list");
-    H5Pset_libver_bounds(access.get(), H5F_LIBVER_LATEST, H5F_LIBVER_LATEST);
+    Handle access = h5::pcreate(H5P_FILE_ACCESS);
+    h5::psetLibverBounds(access.get());
     return access;
 }
 
@@ -37,7 +42,7 @@ Handle newestFormat() {
 // writer that is alive still holds its lock on the file, so a second writer is refused all the same.
 Handle ignoringWriterMark(Handle access) {
     hbool_t clear = true;
-    ZARVO_H5_CHECK(H5Pset(access.get(), "clear_status_flags", &clear), "cannot set the file access to ignore a writer's mark");
+    h5::pset(access.get(), "clear_status_flags", &clear);
     return access;
 }
 
@@ -45,10 +50,9 @@ Handle ignoringWriterMark(Handle access) {
 // page crosses a page boundary. SIGKILL can cut a write between two pages, so a writer
 // killed while flushing would otherwise leave a torn object header behind.
 Handle pagedMetadata() {
-    Handle creation = ZARVO_H5_OPEN(H5Pcreate(H5P_FILE_CREATE), "cannot make a file creation property list");
-    ZARVO_H5_CHECK(H5Pset_file_space_strategy(creation.get(), H5F_FSPACE_STRATEGY_PAGE, false, 1),
-                   "cannot set paged file space");
-    ZARVO_H5_CHECK(H5Pset_file_space_page_size(creation.get(), 4096), "cannot set the file space page size");
+    Handle creation = h5::pcreate(H5P_FILE_CREATE);
+    h5::psetFileSpaceStrategy(creation.get(), H5F_FSPACE_STRATEGY_PAGE);
+    h5::psetFileSpacePageSize(creation.get(), 4096);
     return creation;
 }
 
@@ -57,65 +61,57 @@ Handle pagedMetadata() {
 // never ends for metadata a killed writer left torn (SIGKILL can cut a write between two
 // pages). 12 attempts wait about 4 us in all and then fail with HDF5's reason.
 Handle fewReadAttempts() {
-    Handle access = ZARVO_H5_OPEN(H5Pcreate(H5P_FILE_ACCESS), "cannot make a file access property list");
-    ZARVO_H5_CHECK(H5Pset_metadata_read_attempts(access.get(), 12), "cannot set the metadata read attempts");
+    Handle access = h5::pcreate(H5P_FILE_ACCESS);
+    h5::psetMetadataReadAttempts(access.get(), 12);
     return access;
 }
 
 void requireHdf5File(const std::string& fileName) {
     internal::prepareHdf5();
     if (!std::ifstream(fileName)) ZARVO_THROW("cannot open '" << fileName << "': no such file");
-    if (H5Fis_hdf5(fileName.c_str()) <= 0) ZARVO_THROW("cannot open '" << fileName << "': not an HDF5 file");
+    if (!h5::fisHdf5(fileName)) ZARVO_THROW("cannot open '" << fileName << "': not an HDF5 file");
 }
 
 void writeStorageInto(hid_t file, const std::string& path, const Storage& storage) {
-    internal::createGroup(file, path, "storage");
+    internal::createGroup(file, path, internal::kStorageType);
     for (const auto& [key, value] : storage) {
         if (key.empty() || key == "." || key.find('/') != std::string::npos)
             ZARVO_THROW("'" << path << "': key '" << key << "' can not be an HDF5 member name");
         const std::string member = internal::childPath(path, key);
-        if (const Storage* group = Storage::groupOf(*value))
-            writeStorageInto(file, member, *group);
-        else
-            internal::writeValue(file, member, *value, member);
+        if (const Storage* group = Storage::groupOf(*value)) writeStorageInto(file, member, *group);
+        else internal::writeValue(file, member, *value);
     }
 }
 
 Storage readStorageFrom(hid_t file, const std::string& path, int depth) {
     if (depth > 64) ZARVO_THROW("'" << path << "': groups nested deeper than 64 levels");
     Handle group = internal::openObject(file, path, H5I_GROUP);
-    const std::string typeName = internal::typeAttributeOf(group.get(), path);
-    if (!typeName.empty() && typeName != "storage")
+    const std::string typeName = internal::typeAttributeOf(group.get());
+    if (!typeName.empty() && typeName != internal::kStorageType)
         ZARVO_THROW("'" << path << "': holds a '" << typeName << "', not a storage");
     Storage storage;
-    for (const std::string& name : internal::memberNames(group.get(), path)) {
+    for (const std::string& name : internal::memberNames(group.get())) {
         const std::string member = internal::childPath(path, name);
-        Handle object = ZARVO_H5_OPEN(H5Oopen(file, member.c_str(), H5P_DEFAULT), "'" << member << "': cannot open it");
-        if (H5Iget_type(object.get()) == H5I_GROUP)
+        Handle object = h5::oopen(file, member);
+        if (h5::igetType(object.get()) == H5I_GROUP)
             storage.insert(name, std::make_shared<Variant_<Storage>>(readStorageFrom(file, member, depth + 1)));
-        else
-            storage.insert(name, internal::readValue(object.get(), member));
+        else storage.insert(name, internal::readValue(object.get()));
     }
     return storage;
 }
 
 void listInto(hid_t file, const std::string& path, std::vector<RecordingFile::Entry>& entries) {
     Handle group = internal::openObject(file, path, H5I_GROUP);
-    for (const std::string& name : internal::memberNames(group.get(), path)) {
+    for (const std::string& name : internal::memberNames(group.get())) {
         const std::string member = internal::childPath(path, name);
-        Handle object = ZARVO_H5_OPEN(H5Oopen(file, member.c_str(), H5P_DEFAULT), "'" << member << "': cannot open it");
-        RecordingFile::Entry entry{member, internal::typeAttributeOf(object.get(), member), "", {}, false};
-        const bool isGroup = H5Iget_type(object.get()) == H5I_GROUP;
+        Handle object = h5::oopen(file, member);
+        RecordingFile::Entry entry{member, internal::typeAttributeOf(object.get()), "", {}, false};
+        const bool isGroup = h5::igetType(object.get()) == H5I_GROUP;
         if (!isGroup) {
-            const std::vector<hsize_t> dims = internal::shapeOf(object.get(), member);
+            const std::vector<hsize_t> dims = internal::shapeOf(object.get());
             entry.dims.assign(dims.begin(), dims.end());
             entry.perFrame = internal::hasAttribute(object.get(), internal::kPerFrameAttribute);
-            entry.shape = "scalar";
-            if (!dims.empty()) {
-                entry.shape = "(";
-                for (size_t i = 0; i < dims.size(); ++i) entry.shape += (i ? ", " : "") + std::to_string(dims[i]);
-                entry.shape += dims.size() == 1 ? ",)" : ")";
-            }
+            entry.shape = internal::shapeText(dims);
         }
         entries.push_back(entry);
         if (isGroup) listInto(file, member, entries);
@@ -128,7 +124,7 @@ void listInto(hid_t file, const std::string& path, std::vector<RecordingFile::En
 void markAsImage(hid_t file, const std::string& path, const cv::Mat& image) {
     Handle dataset = internal::openObject(file, path, H5I_DATASET);
     if (internal::storedAsRgb(image.channels()))
-        internal::writeTextAttribute(dataset.get(), internal::kChannelOrderAttribute, "RGB");
+        internal::writeTextAttribute(dataset.get(), internal::kChannelOrderAttribute, internal::kRgb);
     if (image.depth() != CV_8U || image.dims != 2 || (image.channels() != 1 && image.channels() != 3)) return;
     internal::writeFixedTextAttribute(dataset.get(), "CLASS", "IMAGE");
     internal::writeFixedTextAttribute(dataset.get(), "IMAGE_VERSION", "1.2");
@@ -136,12 +132,9 @@ void markAsImage(hid_t file, const std::string& path, const cv::Mat& image) {
         internal::writeFixedTextAttribute(dataset.get(), "IMAGE_SUBCLASS", "IMAGE_GRAYSCALE");
         // Required beside IMAGE_GRAYSCALE: 0 is black, as a camera delivers it.
         const unsigned char whiteIsZero = 0;
-        Handle space = ZARVO_H5_OPEN(H5Screate(H5S_SCALAR), "cannot make a scalar space");
-        Handle attribute = ZARVO_H5_OPEN(H5Acreate2(dataset.get(), "IMAGE_WHITE_IS_ZERO", H5T_STD_U8LE, space.get(),
-                                                    H5P_DEFAULT, H5P_DEFAULT),
-                                         "'" << path << "': cannot create the attribute 'IMAGE_WHITE_IS_ZERO'");
-        ZARVO_H5_CHECK(H5Awrite(attribute.get(), H5T_NATIVE_UCHAR, &whiteIsZero),
-                       "'" << path << "': cannot write the attribute 'IMAGE_WHITE_IS_ZERO'");
+        Handle space = h5::screate(H5S_SCALAR);
+        Handle attribute = h5::acreate(dataset.get(), "IMAGE_WHITE_IS_ZERO", H5T_STD_U8LE, space.get());
+        h5::awrite(attribute.get(), H5T_NATIVE_UCHAR, &whiteIsZero);
     } else {
         internal::writeFixedTextAttribute(dataset.get(), "IMAGE_SUBCLASS", "IMAGE_TRUECOLOR");
         internal::writeFixedTextAttribute(dataset.get(), "INTERLACE_MODE", "INTERLACE_PIXEL");
@@ -168,8 +161,7 @@ RecordingFile RecordingFile::create(const std::string& fileName) {
     exp::registerStorageType();
     Handle access = newestFormat();
     Handle creation = pagedMetadata();
-    Handle file = ZARVO_H5_OPEN(H5Fcreate(fileName.c_str(), H5F_ACC_TRUNC, creation.get(), access.get()),
-                                "cannot create '" << fileName << "'");
+    Handle file = h5::fcreate(fileName, creation.get(), access.get());
     // The root as NeXus readers expect it, and who wrote the file when.
     Handle root = internal::openObject(file.get(), "/", H5I_GROUP);
     internal::writeTextAttribute(root.get(), "NX_class", "NXroot");
@@ -185,9 +177,9 @@ RecordingFile RecordingFile::create(const std::string& fileName) {
 RecordingFile RecordingFile::openToAppend(const std::string& fileName) {
     requireHdf5File(fileName);
     exp::registerStorageType();
-    Handle file(H5Fopen(fileName.c_str(), H5F_ACC_RDWR, newestFormat().get()));
+    Handle file = h5::fopenOrNone(fileName, H5F_ACC_RDWR, newestFormat().get());
     // A file left by a killed writer: every flushed object is whole, only the mark is left.
-    if (!file.valid()) file = Handle(H5Fopen(fileName.c_str(), H5F_ACC_RDWR, ignoringWriterMark(newestFormat()).get()));
+    if (!file.valid()) file = h5::fopenOrNone(fileName, H5F_ACC_RDWR, ignoringWriterMark(newestFormat()).get());
     if (!file.valid())
         ZARVO_THROW("cannot open '" << fileName << "' for writing: it is open elsewhere or read only"
                                     << internal::hdf5Cause());
@@ -197,24 +189,26 @@ RecordingFile RecordingFile::openToAppend(const std::string& fileName) {
 RecordingFile RecordingFile::openReadOnly(const std::string& fileName) {
     requireHdf5File(fileName);
     exp::registerStorageType();
-    hid_t file = H5Fopen(fileName.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT);
+    Handle file = h5::fopenOrNone(fileName, H5F_ACC_RDONLY, H5P_DEFAULT);
     // A file being recorded, or whose recorder was killed, carries its writer's mark; a
     // reader of single-writer/multiple-reader files may open it all the same, and a file
     // killed before it recorded opens by ignoring the mark.
-    if (file < 0) file = H5Fopen(fileName.c_str(), H5F_ACC_RDONLY | H5F_ACC_SWMR_READ, fewReadAttempts().get());
-    if (file < 0) file = H5Fopen(fileName.c_str(), H5F_ACC_RDONLY, ignoringWriterMark(Handle(H5Pcreate(H5P_FILE_ACCESS))).get());
-    if (file < 0) ZARVO_THROW("cannot open '" << fileName << "' for reading" << internal::hdf5Cause());
-    return RecordingFile(file, fileName, true);
+    if (!file.valid()) file = h5::fopenOrNone(fileName, H5F_ACC_RDONLY | H5F_ACC_SWMR_READ, fewReadAttempts().get());
+    if (!file.valid())
+        file = h5::fopenOrNone(fileName, H5F_ACC_RDONLY, ignoringWriterMark(h5::pcreate(H5P_FILE_ACCESS)).get());
+    if (!file.valid()) ZARVO_THROW("cannot open '" << fileName << "' for reading" << internal::hdf5Cause());
+    return RecordingFile(file.release(), fileName, true);
 }
 
 RecordingFile::RecordingFile(RecordingFile&& other) noexcept
-    : m_id(std::exchange(other.m_id, H5I_INVALID_HID)), m_fileName(std::move(other.m_fileName)),
+    : m_id(std::exchange(other.m_id, H5I_INVALID_HID)),
+      m_fileName(std::move(other.m_fileName)),
       m_readOnly(other.m_readOnly) {}
 
 RecordingFile& RecordingFile::operator=(RecordingFile&& other) noexcept {
     if (this != &other) {
-        if (isOpen()) H5Fclose(m_id);
-        m_id = std::exchange(other.m_id, H5I_INVALID_HID);
+        // Closed as a Handle closes: errors have no one to tell here.
+        Handle closing(std::exchange(m_id, std::exchange(other.m_id, H5I_INVALID_HID)));
         m_fileName = std::move(other.m_fileName);
         m_readOnly = other.m_readOnly;
     }
@@ -222,13 +216,14 @@ RecordingFile& RecordingFile::operator=(RecordingFile&& other) noexcept {
 }
 
 RecordingFile::~RecordingFile() {
-    if (isOpen()) H5Fclose(m_id);
+    // Closed as a Handle closes: a destructor has no one to tell of an error.
+    Handle closing(m_id);
 }
 
 void RecordingFile::close() {
     if (!isOpen()) return;
     const hid_t file = std::exchange(m_id, H5I_INVALID_HID);
-    ZARVO_H5_CHECK(H5Fclose(file), "'" << m_fileName << "': cannot close the file");
+    h5::fclose(file);
 }
 
 std::int64_t RecordingFile::id() const {
@@ -238,15 +233,15 @@ std::int64_t RecordingFile::id() const {
 
 void RecordingFile::flush() {
     if (m_readOnly) return;
-    ZARVO_H5_CHECK(H5Fflush(id(), H5F_SCOPE_LOCAL), "'" << m_fileName << "': cannot flush the file");
+    h5::fflush(id());
 }
 
 bool RecordingFile::contains(const std::string& path) const {
     const hid_t file = id();
     // Each step of the path must exist before the next one may be asked about.
-    for (size_t end = path.find('/', 1); ; end = path.find('/', end + 1)) {
+    for (size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
         const std::string prefix = path.substr(0, end);
-        if (!prefix.empty() && prefix != "/" && H5Lexists(file, prefix.c_str(), H5P_DEFAULT) <= 0) return false;
+        if (!prefix.empty() && prefix != "/" && !h5::lexists(file, prefix)) return false;
         if (end == std::string::npos) return true;
     }
 }
@@ -257,10 +252,7 @@ std::vector<RecordingFile::Entry> RecordingFile::list() const {
     return entries;
 }
 
-bool RecordingFile::isRecording() const {
-    unsigned intent = 0;
-    return H5Fget_intent(id(), &intent) >= 0 && (intent & H5F_ACC_SWMR_WRITE) != 0;
-}
+bool RecordingFile::isRecording() const { return (h5::fgetIntent(id()) & H5F_ACC_SWMR_WRITE) != 0; }
 
 void RecordingFile::requireWritable(const std::string& path) const {
     if (m_readOnly) ZARVO_THROW("'" << m_fileName << "' is open read only: cannot write '" << path << "'");
@@ -275,7 +267,7 @@ void RecordingFile::writeWhole(const std::string& path, const std::function<void
     try {
         write();
     } catch (...) {
-        H5Ldelete(id(), path.c_str(), H5P_DEFAULT);
+        if (contains(path)) h5::ldelete(id(), path);
         throw;
     }
     // On disk at once: a writer killed later, even before any frame, leaves the object whole.
@@ -285,23 +277,27 @@ void RecordingFile::writeWhole(const std::string& path, const std::function<void
 void RecordingFile::writeValue(const std::string& path, const std::shared_ptr<Variant>& value) {
     requireWritable(path);
     if (!value) ZARVO_THROW("'" << path << "': no value to write");
-    writeWhole(path, [&] { internal::writeValue(id(), path, *value, path); });
+    writeWhole(path, [&] { internal::writeValue(id(), path, *value); });
 }
 
 std::shared_ptr<Variant> RecordingFile::readValue(const std::string& path) const {
     Handle dataset = internal::openObject(id(), path, H5I_DATASET);
-    return internal::readValue(dataset.get(), path);
+    if (internal::hasAttribute(dataset.get(), internal::kPerFrameAttribute))
+        ZARVO_THROW("'" << path << "': holds one element per frame of a recording (shape "
+                        << internal::shapeText(internal::shapeOf(dataset.get()))
+                        << "), not one value: read them with RecordingFile::readElement");
+    return internal::readValue(dataset.get());
 }
 
 std::shared_ptr<Variant> RecordingFile::readElement(const std::string& path, size_t index) const {
     Handle dataset = internal::openObject(id(), path, H5I_DATASET);
     if (!internal::hasAttribute(dataset.get(), internal::kPerFrameAttribute))
         ZARVO_THROW("'" << path << "': holds one value, not one per frame: read it with readValue");
-    const hsize_t frames = internal::shapeOf(dataset.get(), path).at(0);
+    const hsize_t frames = internal::shapeOf(dataset.get()).at(0);
     if (index >= frames) ZARVO_THROW("'" << path << "': has " << frames << " frames, no frame " << index);
-    if (internal::typeAttributeOf(dataset.get(), path) == internal::kStackType)
-        return std::make_shared<Variant_<cv::Mat>>(internal::readStackFrame(dataset.get(), index, path));
-    return internal::readColumnElement(dataset.get(), index, path);
+    if (internal::typeAttributeOf(dataset.get()) == internal::kStackType)
+        return std::make_shared<Variant_<cv::Mat>>(internal::readStackFrame(dataset.get(), index));
+    return internal::readColumnElement(dataset.get(), index);
 }
 
 void RecordingFile::writeStorage(const std::string& path, const Storage& storage) {
@@ -314,25 +310,26 @@ Storage RecordingFile::readStorage(const std::string& path) const { return readS
 void RecordingFile::writeFrame(const std::string& path, const Frame& frame) {
     requireWritable(path);
     writeWhole(path, [&] {
-        internal::createGroup(id(), path, "frame");
-        const std::string image = internal::childPath(path, "image");
-        internal::writeValue(id(), image, Variant_<cv::Mat>(internal::swapRedBlue(frame.getFrameData())), image);
+        internal::createGroup(id(), path, internal::kFrameType);
+        const std::string image = internal::childPath(path, internal::kImage);
+        internal::writeValue(id(), image, Variant_<cv::Mat>(internal::swapRedBlue(frame.getFrameData())));
         markAsImage(id(), image, frame.getFrameData());
-        writeStorageInto(id(), internal::childPath(path, "metadata"), frame.getMetaData());
+        writeStorageInto(id(), internal::childPath(path, internal::kMetadata), frame.getMetaData());
     });
 }
 
 Frame RecordingFile::readFrame(const std::string& path) const {
     Handle group = internal::openObject(id(), path, H5I_GROUP);
-    const std::string typeName = internal::typeAttributeOf(group.get(), path);
-    if (typeName != "frame") ZARVO_THROW("'" << path << "': holds a '" << typeName << "', not a frame");
-    const std::string imagePath = internal::childPath(path, "image");
+    const std::string typeName = internal::typeAttributeOf(group.get());
+    if (typeName != internal::kFrameType) ZARVO_THROW("'" << path << "': holds a '" << typeName << "', not a frame");
+    const std::string imagePath = internal::childPath(path, internal::kImage);
     Handle dataset = internal::openObject(id(), imagePath, H5I_DATASET);
-    const std::shared_ptr<Variant> image = internal::readValue(dataset.get(), imagePath);
-    if (image->getTypeInfo() != typeid(cv::Mat)) ZARVO_THROW("'" << imagePath << "': is no matrix");
+    const std::shared_ptr<Variant> value = internal::readValue(dataset.get());
+    const cv::Mat* image = value->getIf<cv::Mat>();
+    if (image == nullptr) ZARVO_THROW("'" << imagePath << "': is no matrix");
     const bool rgb = internal::hasAttribute(dataset.get(), internal::kChannelOrderAttribute);
-    return Frame(rgb ? internal::swapRedBlue(image->value<cv::Mat>()) : image->value<cv::Mat>(),
-                 readStorage(internal::childPath(path, "metadata")));
+    return Frame(rgb ? internal::swapRedBlue(*image) : *image,
+                 readStorage(internal::childPath(path, internal::kMetadata)));
 }
 
 }  // namespace zarvo::hdf5

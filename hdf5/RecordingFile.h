@@ -23,11 +23,11 @@ class ZARVO_EXPORT RecordingFile {
 public:
     /// One object of the file, as list() gives it.
     struct Entry {
-        std::string path;      ///< from the root, e.g. "/run1/calibration/gain"
-        std::string typeName;  ///< registered name, or "storage", "frame", "recording", "" for a plain group
-        std::string shape;     ///< of a dataset: "scalar" or "(480, 640)"; empty for a group
+        std::string path;                 ///< from the root, e.g. "/run1/calibration/gain"
+        std::string typeName;             ///< registered name, or "storage", "frame", "recording", "" for a plain group
+        std::string shape;                ///< of a dataset: "scalar" or "(480, 640)"; empty for a group
         std::vector<std::uint64_t> dims;  ///< of a dataset: its dimensions, none for a scalar or a group
-        bool perFrame;         ///< whether the dataset holds one element per frame of a recording
+        bool perFrame;                    ///< whether the dataset holds one element per frame of a recording
     };
 
     /// Creates the file, replacing one of that name; open for reading and writing. The
@@ -90,6 +90,7 @@ public:
 
 private:
     friend class FrameRecorder;
+    friend class RecordingReader;
     RecordingFile(std::int64_t id, std::string fileName, bool readOnly);
     // The open file's HDF5 identifier; throws if the file is closed.
     std::int64_t id() const;

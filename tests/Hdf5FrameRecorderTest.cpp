@@ -48,7 +48,8 @@ int killAfterReports(const std::function<void(int)>& work, int reports, useconds
     close(pipeEnds[1]);
     int last = -1;
     for (int i = 0; i < reports; ++i)
-        if (read(pipeEnds[0], &last, sizeof last) != sizeof last) ADD_FAILURE() << "the child ended before report " << i;
+        if (read(pipeEnds[0], &last, sizeof last) != sizeof last)
+            ADD_FAILURE() << "the child ended before report " << i;
     usleep(delay);
     kill(child, SIGKILL);
     int status = 0;
@@ -97,7 +98,8 @@ TEST(Hdf5FrameRecorder, FramesReadBackOneByOneInEveryCompression) {
             ASSERT_EQ(FrameRecorder::frameCount(file, "runs/1"), 7u);
             EXPECT_EQ(FrameRecorder::compressionOf(file, "runs/1"), text);
             for (const int i : {6, 0, 3}) expectFrame(FrameRecorder::readFrame(file, "runs/1", i), i, channels);
-            EXPECT_EQ(messageOf([&] { FrameRecorder::readFrame(file, "runs/1", 7); }), "'runs/1': has 7 frames, no frame 7");
+            EXPECT_EQ(messageOf([&] { FrameRecorder::readFrame(file, "runs/1", 7); }),
+                      "'runs/1': has 7 frames, no frame 7");
             // The stack and the columns have the frame tag of their own: read per frame, never as one value.
             const std::string advice = "), not one value: read them with RecordingFile::readElement";
             EXPECT_EQ(messageOf([&] { file.readValue("runs/1/images"); }),
@@ -125,8 +127,9 @@ TEST(Hdf5FrameRecorder, AFrameThatDoesNotFitIsRefusedWhole) {
               "'late': the file records frames already and takes no new recording: declare every recording before "
               "the first frame, each with its layout frame");
     EXPECT_EQ(messageOf([&] { file.writeValue("note", hold(1)); }),
-              "'" + name + "' records frames: it takes no new object such as 'note' (write values and declare every "
-              "recording before the first frame)");
+              "'" + name +
+                  "' records frames: it takes no new object such as 'note' (write values and declare every "
+                  "recording before the first frame)");
     Frame extraKey = frameNumber(1);
     extraKey.addMetaDate("extra", hold(1));
     Frame otherType = frameNumber(1);
@@ -138,6 +141,12 @@ TEST(Hdf5FrameRecorder, AFrameThatDoesNotFitIsRefusedWhole) {
         {otherType, "metadata 'index' is a 'float', the first was a 'int32'"}};
     for (const auto& [frame, why] : cases)
         EXPECT_EQ(messageOf([&] { recorder.append(frame); }), "'run': frame 1 does not fit the recording: " + why);
+    // An HDF5 string ends at its first NUL: such a text is refused, not cut short.
+    Frame nul = frameNumber(1);
+    nul.removeMetaDate("camera.mode");
+    nul.addMetaDate("camera.mode", hold(std::string("o\0dd", 4)));
+    EXPECT_EQ(messageOf([&] { recorder.append(nul); }),
+              "'/run/metadata/camera/mode': a value of type 'string' does not fit this column");
     recorder.append(frameNumber(1));
     recorder.flush();
     EXPECT_EQ(FrameRecorder::frameCount(file, "run"), 2u);

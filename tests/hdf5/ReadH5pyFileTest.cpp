@@ -16,6 +16,7 @@ TEST(Hdf5H5pyFile, ValuesReadAsTheirRegisteredTypes) {
     EXPECT_EQ(file.readValue("numbers/series")->value<std::vector<float>>(), (std::vector<float>{1.5f, 2.5f, 3.5f}));
     EXPECT_EQ(file.readValue("text/name")->value<std::string>(), "Zürich");
     EXPECT_EQ(file.readValue("text/fixed")->value<std::string>(), "abc");
+    EXPECT_EQ(file.readValue("text/bytesname")->value<short>(), -3);
     EXPECT_EQ(file.readValue("text/list")->value<std::vector<std::string>>(), (std::vector<std::string>{"x", "yz"}));
     const cv::Mat image = file.readValue("image")->value<cv::Mat>();
     ASSERT_EQ(image.type(), CV_8UC1);
@@ -34,10 +35,15 @@ TEST(Hdf5H5pyFile, WhatDoesNotFitIsRefusedAndTheFileStaysReadable) {
         {"bad/unknown", "type 'nosuchtype' is not registered"},
         {"bad/shape", "shape (3,) does not fit type 'cvsize'"},
         {"bad/class", "element class string does not fit type 'int32'"},
+        {"bad/square", "shape (1, 1) does not fit type 'int32'"},
+        {"bad/three", "shape (3,) does not fit type 'double'"},
+        {"bad/pixels32u", "element type integer of 4 bytes does not fit type 'cvmat'"},
+        {"bad/pixels64", "element type integer of 8 bytes does not fit type 'cvmat'"},
         {"bad/unnamed", "has no attribute 'zarvo_type' naming its type"},
-        {"bad/bytes", "its bytes do not read as 'cvmat': Input ends before the value does: 4 more bytes needed at "
-                      "offset 0, 3 left"}};
+        {"bad/bytes",
+         "its bytes do not read as 'cvmat': Input ends before the value does: 4 more bytes needed at "
+         "offset 0, 3 left"}};
     for (const auto& [path, why] : cases)
-        EXPECT_EQ(messageOf([&, path = path] { file.readValue(path); }), "'" + std::string(path) + "': " + why);
+        EXPECT_EQ(messageOf([&, path = path] { file.readValue(path); }), "'/" + std::string(path) + "': " + why);
     EXPECT_EQ(file.readValue("numbers/count")->toInt32(), -42);
 }

@@ -29,11 +29,18 @@ int main(int argc, char** argv) {
     }
     RecordingFile file = RecordingFile::create(argv[1]);
     const std::pair<const char*, std::shared_ptr<Variant>> values[] = {
-        {"int16", hold<short>(-12345)}, {"uint64", hold<std::uint64_t>(18000000000000000000u)}, {"double", hold(2.5)},
-        {"bool", hold(true)}, {"string", hold(std::string("Grüße"))}, {"cvsize", hold(cv::Size(640, 480))},
-        {"vecfloat", hold(std::vector<float>{0.5f, -1.5f})}, {"listuint8", hold(std::list<unsigned char>{1, 2, 255})},
-        {"vecstring", hold(std::vector<std::string>{"a", "bc"})}, {"cvrect", hold(cv::Rect(1, 2, 3, 4))},
-        {"cvmat", hold(cv::Mat((cv::Mat_<float>(2, 3) << 1, 2, 3, 4, 5, 6)))}, {"version", hold(Version(1, 2, 3))}};
+        {"int16", hold<short>(-12345)},
+        {"uint64", hold<std::uint64_t>(18000000000000000000u)},
+        {"double", hold(2.5)},
+        {"bool", hold(true)},
+        {"string", hold(std::string("Grüße"))},
+        {"cvsize", hold(cv::Size(640, 480))},
+        {"vecfloat", hold(std::vector<float>{0.5f, -1.5f})},
+        {"listuint8", hold(std::list<unsigned char>{1, 2, 255})},
+        {"vecstring", hold(std::vector<std::string>{"a", "bc"})},
+        {"cvrect", hold(cv::Rect(1, 2, 3, 4))},
+        {"cvmat", hold(cv::Mat((cv::Mat_<float>(2, 3) << 1, 2, 3, 4, 5, 6)))},
+        {"version", hold(Version(1, 2, 3))}};
     for (const auto& [path, value] : values) file.writeValue(std::string("values/") + path, value);
 
     DataStorage<std::string> settings;
@@ -67,7 +74,8 @@ int main(int argc, char** argv) {
         frame.addMetaDate("camera.firmware", hold(Version(2, 0, static_cast<unsigned>(i))));
         recorder.append(frame);
         cv::Mat noisy(8, 6, CV_16UC1);
-        for (int p = 0; p < 48; ++p) noisy.at<unsigned short>(p) = static_cast<unsigned short>(4096 + 64 * p + (p * 7 + i) % 5);
+        for (int p = 0; p < 48; ++p)
+            noisy.at<unsigned short>(p) = static_cast<unsigned short>(4096 + 64 * p + (p * 7 + i) % 5);
         sensor.append(Frame(noisy));
         Frame colourFrame(cv::Mat(3, 4, CV_8UC3, cv::Scalar(10 + i, 20, 30)));  // blue 10 + i, green 20, red 30
         colourFrame.addMetaDate("time", hold<std::int64_t>(1700000000000000000 + 40000000 * i));

@@ -20,6 +20,8 @@ with h5py.File(path, "w") as f:
     put("text/name", "Zürich", "string")
     put("text/fixed", np.bytes_(b"abc"), "string")
     put("text/list", np.array(["x", "yz"], dtype=h5py.string_dtype()), "vecstring")
+    # A numpy bytes value makes a fixed-length attribute, where a str makes a variable-length one.
+    put("text/bytesname", np.int16(-3), np.bytes_(b"int16"))
     put("image", np.arange(12, dtype=np.uint8).reshape(3, 4), "cvmat")
     put("settings/gain", 1.5, "double")
     put("settings/probe/serial", np.uint32(4711), "uint32")
@@ -27,6 +29,10 @@ with h5py.File(path, "w") as f:
     put("bad/unknown", 1, "nosuchtype")
     put("bad/shape", np.array([1, 2, 3], np.int32), "cvsize")
     put("bad/class", "text", "int32")
+    put("bad/square", np.array([[7]], np.int32), "int32")
+    put("bad/three", np.array([1.0, 2.0, 3.0]), "double")
+    put("bad/pixels32u", np.ones((2, 2), np.uint32), "cvmat")
+    put("bad/pixels64", np.ones((2, 2), np.int64), "cvmat")
     f.create_dataset("bad/unnamed", data=1)
     put("bad/bytes", np.array([2, 0, 0], np.uint8), "cvmat")
     f["bad/bytes"].attrs["zarvo_form"] = "bytes-le"
