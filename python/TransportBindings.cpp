@@ -15,7 +15,9 @@
 #include <utility>
 #include <vector>
 
+#include "core/datatypes/UnixTime.h"
 #include "python/Bindings.h"
+#include "transport/Deadline.h"
 #include "transport/KeyPair.h"
 #include "transport/Publisher.h"
 #include "transport/Puller.h"
@@ -50,13 +52,10 @@ milliseconds durationOf(std::optional<double> seconds, const char* what) {
 // Calls attempt(slice) with the GIL released until it gives a result or timeout has passed.
 template <class Attempt>
 auto waitInSlices(std::optional<double> seconds, Attempt attempt) {
-    const milliseconds timeout = durationOf(seconds, "timeout");
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    const Deadline deadline(durationOf(seconds, "timeout"));
     for (;;) {
-        milliseconds slice = kSlice;
-        if (timeout.count() >= 0)
-            slice = std::clamp(std::chrono::duration_cast<milliseconds>(deadline - std::chrono::steady_clock::now()),
-                               milliseconds(0), kSlice);
+        const milliseconds left = deadline.left();
+        const milliseconds slice = left.count() < 0 ? kSlice : std::min(left, kSlice);
         decltype(attempt(slice)) result;
         {
             py::gil_scoped_release release;
@@ -64,7 +63,7 @@ auto waitInSlices(std::optional<double> seconds, Attempt attempt) {
         }
         if (result) return result;
         if (PyErr_CheckSignals() != 0) throw py::error_already_set();
-        if (timeout.count() >= 0 && std::chrono::steady_clock::now() >= deadline) return result;
+        if (deadline.passed()) return result;
     }
 }
 
@@ -118,11 +117,6 @@ auto withPayload(py::handle object, const char* what, Act act, End end, bool all
                                py::str(py::type::handle_of(object).attr("__name__")).cast<std::string>());
 }
 
-std::int64_t nowNanoseconds() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now().time_since_epoch())
-        .count();
-}
-
 // A read-only memoryview over a part. One with an owner shares its bytes (the pixels of a
 // frame, not copied) and keeps the owner alive; one without is copied, since its bytes
 // live only through the encoding call.
@@ -141,7 +135,7 @@ py::list encode(const std::string& topic, py::handle object, std::uint64_t seque
     Envelope envelope;
     envelope.topic = topic;
     envelope.sequence = sequence;
-    envelope.sendTime = sendTime ? *sendTime : nowNanoseconds();
+    envelope.sendTime = sendTime ? *sendTime : exp::UnixTime::nowNanoseconds();
     envelope.sender = sender;
     const std::vector<WireFormat::Part> parts = withPayload(
         object, "encode", [&](const auto& payload) { return WireFormat::encode(envelope, payload); },

@@ -12,8 +12,8 @@ class ZARVO_EXPORT Publisher : public Sender {
 public:
     /// A publisher with these options; bind or connect it next.
     explicit Publisher(const Options& options = {});
-    /// Waits up to timeout until a subscriber has joined; true if one has. Sending before
-    /// then loses the message (ZeroMQ's slow joiner).
+    /// Waits up to timeout (negative: for ever) until a subscriber has joined; true if one
+    /// has. Sending before then loses the message (ZeroMQ's slow joiner).
     bool waitForSubscriber(std::chrono::milliseconds timeout);
 
 private:

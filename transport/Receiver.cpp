@@ -1,20 +1,18 @@
 #include "transport/Receiver.h"
 
-#include <zmq.hpp>
-
 #include <algorithm>
+#include <new>
 #include <unordered_map>
 #include <vector>
 
+#include "transport/Deadline.h"
 #include "transport/WireFormat.h"
 #include "transport/internal/Check.h"
-#include "transport/internal/Socket.h"
+#include "transport/internal/Sockets.h"
 
 namespace zarvo::transport {
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 // The most parts a message of any kind has; a message with more is refused unread.
 constexpr size_t kMostParts = 5;
@@ -31,39 +29,18 @@ struct Seen {
 }  // namespace
 
 struct Receiver::Impl {
-    Impl(int socketType, const Options& options, bool countGaps)
-        : socket(socketType, options), drainLimit(std::max(options.receiveHighWaterMark, 1000)), countGaps(countGaps) {}
+    Impl(zmq::socket_type type, const Options& options, bool countGaps)
+        : socket(internal::openSocket(type, options, domain)),
+          drainLimit(std::max(options.receiveHighWaterMark, 1000)),
+          countGaps(countGaps) {}
 
-    // Waits up to timeoutMs (negative: no limit) for a message and reads its parts;
-    // false if none came. A message with too many parts is read to its end, counted as
-    // malformed, and left as no parts.
-    bool read(std::vector<zmq::message_t>& parts, long timeoutMs) {
-        parts.clear();
-        parts.reserve(kMostParts);
-        parts.emplace_back();
-        // The wait is ZeroMQ's own receive timeout, set only when it changes.
-        const int wait = static_cast<int>(std::min<long>(timeoutMs, INT32_MAX));
-        if (wait != receiveTimeout) {
-            socket.set(ZMQ_RCVTIMEO, wait, "receive timeout");
-            receiveTimeout = wait;
-        }
-        if (zmq_msg_recv(parts[0].handle(), socket.get(), 0) < 0) {
-            if (zmq_errno() != EAGAIN && zmq_errno() != EINTR) ZARVO_ZMQ_CHECK(-1, "Cannot receive");
-            return false;
-        }
-        // ZeroMQ delivers a message whole: the other parts are there.
-        while (parts.back().more()) {
-            if (parts.size() == kMostParts) {
-                while (parts.back().more())
-                    ZARVO_ZMQ_CHECK(zmq_msg_recv(parts.back().handle(), socket.get(), 0), "Cannot receive");
-                parts.clear();
-                ++stats.malformed;
-                return true;
-            }
-            parts.emplace_back();
-            ZARVO_ZMQ_CHECK(zmq_msg_recv(parts.back().handle(), socket.get(), 0), "Cannot receive");
-        }
-        return true;
+    // Waits up to wait (negative: no limit) for a message and reads its parts; false if
+    // none came. A message with too many parts is counted as malformed and left as no parts.
+    bool read(std::vector<zmq::message_t>& parts, std::chrono::milliseconds wait) {
+        internal::Receipt receipt = internal::Receipt::None;
+        ZARVO_ZMQ_TRY(receipt = internal::receiveParts(socket, parts, kMostParts, wait), "Cannot receive");
+        if (receipt == internal::Receipt::TooLong) ++stats.malformed;
+        return receipt != internal::Receipt::None;
     }
 
     // Decodes parts over their own buffers, which the pixels of a frame keep alive;
@@ -79,6 +56,9 @@ struct Receiver::Impl {
             Message message = WireFormat::decode(parts);
             account(message);
             return message;
+        } catch (const std::bad_alloc&) {
+            // Memory running out is no fault of the message's.
+            throw;
         } catch (const std::exception&) {
             // The decoder's refusals, and whatever a registered type's reader throws on bad bytes.
             ++stats.malformed;
@@ -105,45 +85,38 @@ struct Receiver::Impl {
         std::rotate(senders.begin(), seen, seen + 1);
     }
 
-    internal::Socket socket;
+    std::shared_ptr<const std::string> domain;  // forgotten after the socket closes, which asks for it
+    zmq::socket_t socket;
     const int drainLimit;
-    int receiveTimeout = -1;  // ZMQ_RCVTIMEO as last set
     const bool countGaps;
     Stats stats;
     std::unordered_map<std::string, std::vector<Seen>> topics;
 };
 
 Receiver::Receiver(int socketType, const Options& options, bool countGaps)
-    : m_impl(std::make_unique<Impl>(socketType, options, countGaps)) {}
+    : m_impl(std::make_unique<Impl>(static_cast<zmq::socket_type>(socketType), options, countGaps)) {}
 
 Receiver::~Receiver() = default;
 
-std::string Receiver::bind(const std::string& endpoint) { return m_impl->socket.bind(endpoint); }
+std::string Receiver::bind(const std::string& endpoint) { return internal::bind(m_impl->socket, endpoint); }
 
-void Receiver::connect(const std::string& endpoint) { m_impl->socket.connect(endpoint); }
+void Receiver::connect(const std::string& endpoint) { internal::connect(m_impl->socket, endpoint); }
 
 std::optional<Message> Receiver::receive(std::chrono::milliseconds timeout) {
-    // A year stands for longer waits, whose deadline the clock could not hold.
-    timeout = std::min<std::chrono::milliseconds>(timeout, std::chrono::hours(24 * 365));
-    const auto deadline = Clock::now() + timeout;
+    const Deadline deadline(timeout);
     // Once the time is up only what is queued is read, and at most drainLimit messages
     // of it: malformed messages arriving without end cannot hold the caller.
-    int pastDeadline = 0;
-    for (;;) {
-        long left = -1;
-        if (timeout.count() >= 0) {
-            left = std::max(
-                0L, static_cast<long>(
-                        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count()));
-            if (left == 0 && pastDeadline++ == m_impl->drainLimit) return std::nullopt;
-        }
+    for (int pastDeadline = 0; pastDeadline <= m_impl->drainLimit;) {
+        const std::chrono::milliseconds left = deadline.left();
+        if (left.count() == 0) ++pastDeadline;
         std::vector<zmq::message_t> parts;
         if (!m_impl->read(parts, left)) {
-            if (timeout.count() >= 0 && Clock::now() >= deadline) return std::nullopt;
+            if (deadline.passed()) return std::nullopt;
             continue;
         }
         if (std::optional<Message> message = m_impl->decode(std::move(parts))) return message;
     }
+    return std::nullopt;
 }
 
 std::optional<Message> Receiver::receiveLatest(std::chrono::milliseconds timeout) {
@@ -160,6 +133,6 @@ std::optional<Message> Receiver::receiveLatest(std::chrono::milliseconds timeout
 
 Stats Receiver::stats() const { return m_impl->stats; }
 
-void* Receiver::socket() const { return m_impl->socket.get(); }
+void* Receiver::socket() const { return m_impl->socket.handle(); }
 
 }  // namespace zarvo::transport

@@ -1,14 +1,15 @@
 #include "transport/Sender.h"
 
-#include <zmq.hpp>
+#include <zmq_addon.hpp>
 
 #include <chrono>
 #include <random>
 #include <unordered_map>
 
+#include "core/datatypes/UnixTime.h"
 #include "transport/WireFormat.h"
 #include "transport/internal/Check.h"
-#include "transport/internal/Socket.h"
+#include "transport/internal/Sockets.h"
 
 namespace zarvo::transport {
 
@@ -26,11 +27,6 @@ std::uint64_t randomId() {
     return (std::uint64_t{device()} << 32) ^ device();
 }
 
-std::int64_t now() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now().time_since_epoch())
-        .count();
-}
-
 zmq::message_t message(const WireFormat::Part& part) {
     if (!part.owner || part.size < kByReference) return zmq::message_t(part.data, part.size);
     auto* owner = new std::shared_ptr<const void>(part.owner);
@@ -45,42 +41,44 @@ zmq::message_t message(const WireFormat::Part& part) {
 }  // namespace
 
 struct Sender::Impl {
-    Impl(int socketType, const Options& options)
-        : socket(socketType, options), sendTimeout(options.sendTimeout), id(randomId()) {}
+    Impl(zmq::socket_type type, const Options& options)
+        : socket(internal::openSocket(type, options, domain)), sendTimeout(options.sendTimeout), id(randomId()) {}
 
     // Sends what encode makes of the topic's next envelope; the sequence number moves on
     // only once the whole message is out.
     template <class Encode>
     void send(const std::string& topic, Encode&& encode) {
         std::uint64_t& sequence = sequences[topic];
-        const std::vector<WireFormat::Part> parts = encode(Envelope{topic, Kind::End, sequence, now(), id});
-        for (size_t i = 0; i < parts.size(); ++i) {
-            zmq::message_t part = message(parts[i]);
-            if (zmq_msg_send(part.handle(), socket.get(), i + 1 < parts.size() ? ZMQ_SNDMORE : 0) >= 0) continue;
-            // ZeroMQ takes a message whole or not at all: a timeout can only hit the first part.
-            if (zmq_errno() == EAGAIN && i == 0)
-                ZARVO_THROW("No receiver took the message " << sequence << " on topic '" << Exception::printable(topic)
-                                                            << "' within " << sendTimeout.count()
-                                                            << " ms; it was not sent");
-            ZARVO_ZMQ_CHECK(
-                -1, "Cannot send part " << i << " of the message on topic '" << Exception::printable(topic) << "'");
-        }
+        std::vector<zmq::message_t> messages;
+        for (const WireFormat::Part& part :
+             encode(Envelope{topic, Kind::End, sequence, exp::UnixTime::nowNanoseconds(), id}))
+            messages.push_back(message(part));
+        zmq::send_result_t sent;
+        ZARVO_ZMQ_TRY(sent = zmq::send_multipart(socket, messages),
+                      "Cannot send the message on topic '" << Exception::printable(topic) << "'");
+        // ZeroMQ takes a message whole or not at all.
+        if (!sent)
+            ZARVO_THROW("No receiver took the message " << sequence << " on topic '" << Exception::printable(topic)
+                                                        << "' within " << sendTimeout.count()
+                                                        << " ms; it was not sent");
         ++sequence;
     }
 
-    internal::Socket socket;
+    std::shared_ptr<const std::string> domain;  // forgotten after the socket closes, which asks for it
+    zmq::socket_t socket;
     std::chrono::milliseconds sendTimeout;
     std::uint64_t id;
     std::unordered_map<std::string, std::uint64_t> sequences;  // the next one per topic
 };
 
-Sender::Sender(int socketType, const Options& options) : m_impl(std::make_unique<Impl>(socketType, options)) {}
+Sender::Sender(int socketType, const Options& options)
+    : m_impl(std::make_unique<Impl>(static_cast<zmq::socket_type>(socketType), options)) {}
 
 Sender::~Sender() = default;
 
-std::string Sender::bind(const std::string& endpoint) { return m_impl->socket.bind(endpoint); }
+std::string Sender::bind(const std::string& endpoint) { return internal::bind(m_impl->socket, endpoint); }
 
-void Sender::connect(const std::string& endpoint) { m_impl->socket.connect(endpoint); }
+void Sender::connect(const std::string& endpoint) { internal::connect(m_impl->socket, endpoint); }
 
 void Sender::send(const std::string& topic, const exp::Variant& value) {
     m_impl->send(topic, [&](const Envelope& envelope) { return WireFormat::encode(envelope, value); });
@@ -100,6 +98,6 @@ void Sender::sendEnd(const std::string& topic) {
 
 std::uint64_t Sender::senderId() const { return m_impl->id; }
 
-void* Sender::socket() const { return m_impl->socket.get(); }
+void* Sender::socket() const { return m_impl->socket.handle(); }
 
 }  // namespace zarvo::transport

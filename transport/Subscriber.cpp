@@ -1,7 +1,5 @@
 #include "transport/Subscriber.h"
 
-#include <zmq.h>
-
 #include "transport/internal/Check.h"
 
 namespace zarvo::transport {
@@ -12,13 +10,13 @@ Subscriber::Subscriber(const std::vector<std::string>& prefixes, const Options& 
 }
 
 void Subscriber::subscribe(const std::string& prefix) {
-    ZARVO_ZMQ_CHECK(zmq_setsockopt(socket(), ZMQ_SUBSCRIBE, prefix.data(), prefix.size()),
-                    "Cannot subscribe to '" << Exception::printable(prefix) << "'");
+    ZARVO_ZMQ_TRY(zmq::socket_ref(zmq::from_handle, socket()).set(zmq::sockopt::subscribe, prefix),
+                  "Cannot subscribe to '" << Exception::printable(prefix) << "'");
 }
 
 void Subscriber::unsubscribe(const std::string& prefix) {
-    ZARVO_ZMQ_CHECK(zmq_setsockopt(socket(), ZMQ_UNSUBSCRIBE, prefix.data(), prefix.size()),
-                    "Cannot unsubscribe from '" << Exception::printable(prefix) << "'");
+    ZARVO_ZMQ_TRY(zmq::socket_ref(zmq::from_handle, socket()).set(zmq::sockopt::unsubscribe, prefix),
+                  "Cannot unsubscribe from '" << Exception::printable(prefix) << "'");
 }
 
 }  // namespace zarvo::transport

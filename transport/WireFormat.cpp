@@ -21,8 +21,6 @@ using Storage = exp::DataStorage<std::string>;
 
 namespace {
 
-constexpr char kMagic[4] = {'Z', 'R', 'V', 'O'};
-
 // Nested groups of a storage have a byte form once the storage holder has a name.
 void registerStorage() {
     static const exp::TypeObject* const entry = exp::registerStorageType();
@@ -63,7 +61,7 @@ public:
         std::memcpy(out, envelope.topic.data(), envelope.topic.size());
         add(envelope.topic.size());
         char* header = out + envelope.topic.size();
-        std::memcpy(header, kMagic, sizeof kMagic);
+        exp::Memory::writeField(little_endian, header, WireFormat::magic);
         exp::Memory::writeField(little_endian, header + 4, WireFormat::version);
         header[6] = static_cast<char>(kind);
         header[7] = 0;
@@ -117,10 +115,13 @@ Envelope readHeader(const std::vector<Part>& parts) {
     const Part& header = parts[1];
     if (header.size != WireFormat::headerSize)
         ZARVO_THROW("Message header part holds " << header.size << " bytes, not " << WireFormat::headerSize);
-    if (std::memcmp(header.data, kMagic, sizeof kMagic) != 0)
+    Cursor in(little_endian, header.data, header.size);
+    if (in.field<std::uint32_t>() != WireFormat::magic) {
+        char magic[sizeof WireFormat::magic];
+        exp::Memory::writeField(little_endian, magic, WireFormat::magic);
         ZARVO_THROW("Message header starts with " << hexBytes(header.data, 4) << ", not the magic "
-                                                  << hexBytes(kMagic, 4) << " (\"ZRVO\")");
-    Cursor in(little_endian, header.data + 4, header.size - 4);
+                                                  << hexBytes(magic, 4) << " (\"" << std::string(magic, 4) << "\")");
+    }
     const auto version = in.field<std::uint16_t>();
     if (version != WireFormat::version)
         ZARVO_THROW("Message format version " << version << " is not supported by this reader (version "

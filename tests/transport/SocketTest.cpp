@@ -345,9 +345,17 @@ TEST(ZeroCopy, NoPixelCopyOverInprocOrTcp) {
     cv::randu(pixels, 0, 65535);
     const cv::Mat expected = pixels.clone();
     int allocations = -1;
-    // Over inproc ZeroMQ passes the message over whole: the received matrix lies in the sender's buffer.
-    EXPECT_EQ(sendAndReceive("inproc://zarvo-zero-copy", pixels, allocations).frame.getFrameData().data, pixels.data);
+    // Over inproc ZeroMQ passes the message over whole: the received matrix lies in the sender's buffer,
+    // which the received message holds until the last matrix over it goes.
+    cv::Mat local = sendAndReceive("inproc://zarvo-zero-copy", pixels, allocations).frame.getFrameData();
+    EXPECT_EQ(local.data, pixels.data);
     EXPECT_EQ(allocations, 0);
+    EXPECT_EQ(pixels.u->refcount, 2);
+    cv::Mat row = local.row(3);
+    local.release();
+    EXPECT_EQ(pixels.u->refcount, 2);
+    row.release();
+    EXPECT_EQ(pixels.u->refcount, 1);
 
     cv::Mat received = sendAndReceive("tcp://127.0.0.1:*", pixels, allocations).frame.getFrameData();
     EXPECT_EQ(allocations, 0);

@@ -122,3 +122,35 @@ TEST(WireFormat, RefusesHostileMessagesSayingWhy) {
                     testing::Throws<zarvo::Exception>(testing::Property(&zarvo::Exception::message, hostile.refusal)));
     }
 }
+
+TEST(WireFormat, PixelsStayInAnOwnedAlignedPartElseAreCopied) {
+    cv::Mat pixels(4, 8, CV_16UC1);
+    cv::randu(pixels, 0, 65535);
+    const std::vector<std::string> encoded = strings(WireFormat::encode(kEnvelope, Frame(pixels)));
+    const struct {
+        bool owned;
+        size_t offset;  // of the pixel part in its buffer: 1 puts 16-bit numbers at odd addresses
+        bool wrapped;
+    } cases[] = {{true, 0, true}, {true, 1, false}, {false, 0, false}};
+    for (const auto& pixelPart : cases) {
+        SCOPED_TRACE(std::to_string(pixelPart.owned) + " " + std::to_string(pixelPart.offset));
+        auto buffer = std::make_shared<std::string>(std::string(pixelPart.offset, '\0') + encoded[4]);
+        char* const start = buffer->data() + pixelPart.offset;
+        std::vector<WireFormat::Part> message = parts(encoded);
+        message[4] = {start, encoded[4].size(), pixelPart.owned ? buffer : nullptr};
+        const std::weak_ptr<std::string> owner = buffer;
+        cv::Mat received = WireFormat::decode(message).frame.getFrameData();
+        EXPECT_EQ(received.data == reinterpret_cast<uchar*>(start), pixelPart.wrapped);
+        // Input overwritten after decoding shows through a wrapped matrix only.
+        std::fill(start, start + encoded[4].size(), '\xff');
+        EXPECT_EQ(cv::norm(received, pixels, cv::NORM_INF) == 0.0, !pixelPart.wrapped);
+        // The owner lives exactly as long as the last matrix over its bytes.
+        cv::Mat corner = received(cv::Rect(0, 0, 2, 2));
+        buffer.reset();
+        message.clear();
+        received.release();
+        EXPECT_EQ(owner.expired(), !pixelPart.wrapped);
+        corner.release();
+        EXPECT_TRUE(owner.expired());
+    }
+}

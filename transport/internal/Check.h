@@ -3,17 +3,17 @@
 // Internal to zarvo_transport: never installed. The one place that turns a failed
 // ZeroMQ call into a zarvo::Exception.
 
-#include <zmq.h>
+#include <zmq.hpp>
 
 #include "valuefault/Exception.h"
 
-/// Runs a ZeroMQ call and throws a zarvo::Exception with the streamed message and
-/// ZeroMQ's own reason (zmq_strerror) if it returns a negative value, which is how
-/// ZeroMQ reports every failure.
-#define ZARVO_ZMQ_CHECK(call, streamedMessage)                                    \
-    do {                                                                          \
-        if ((call) < 0) {                                                         \
-            const int zarvoZmqError_ = zmq_errno();                               \
-            ZARVO_THROW(streamedMessage << ": " << zmq_strerror(zarvoZmqError_)); \
-        }                                                                         \
+/// Runs statement, which calls cppzmq, and turns the zmq::error_t it throws on failure
+/// into a zarvo::Exception with the streamed message and ZeroMQ's own reason.
+#define ZARVO_ZMQ_TRY(statement, streamedMessage)                          \
+    do {                                                                   \
+        try {                                                              \
+            statement;                                                     \
+        } catch (const zmq::error_t& zarvoZmqError_) {                     \
+            ZARVO_THROW(streamedMessage << ": " << zarvoZmqError_.what()); \
+        }                                                                  \
     } while (false)

@@ -1,12 +1,12 @@
 #include "transport/internal/Context.h"
 
-#include <zmq.hpp>
-
 #include <algorithm>
 #include <array>
 #include <thread>
+#include <zmq_addon.hpp>
 
 #include "transport/internal/Check.h"
+#include "transport/internal/Sockets.h"
 
 namespace zarvo::transport::internal {
 
@@ -15,6 +15,8 @@ namespace {
 // The part of a ZAP request that holds a CURVE client's 32-byte public key; before it:
 // version, request id, domain, address, routing id, mechanism.
 constexpr size_t kCredentialsPart = 6;
+// The most parts a ZAP request of ZeroMQ's has: PLAIN's, with a user name and a password.
+constexpr size_t kMostRequestParts = 8;
 
 std::string text(const zmq::message_t& part) { return std::string(part.data<char>(), part.size()); }
 
@@ -25,16 +27,14 @@ Context& Context::instance() {
     return context;
 }
 
-Context::Context() : m_context(zmq_ctx_new()) {
-    if (m_context == nullptr) ZARVO_THROW("Cannot make a ZeroMQ context: " << zmq_strerror(zmq_errno()));
-}
+Context::Context() { ZARVO_ZMQ_TRY(m_context = std::make_unique<zmq::context_t>(), "Cannot make a ZeroMQ context"); }
 
 Context::~Context() {
     // zmq_ctx_term waits for every socket to close and hand over its messages; a socket
     // that is never closed would make it wait for ever, so it waits on a thread of its own,
     // which is left behind (with the process ending anyway) once the longest linger is over.
-    std::thread ending([this] {
-        zmq_ctx_term(m_context);
+    std::thread ending([this, context = m_context.get()] {
+        context->close();
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_ended = true;
         m_endedChanged.notify_all();
@@ -43,8 +43,12 @@ Context::~Context() {
     const bool ended =
         m_endedChanged.wait_for(lock, m_longestLinger + std::chrono::milliseconds(100), [this] { return m_ended; });
     lock.unlock();
-    if (ended) ending.join();
-    else ending.detach();
+    if (ended) {
+        ending.join();
+    } else {
+        ending.detach();
+        (void)m_context.release();  // the thread left behind still ends it
+    }
 }
 
 void Context::noteLinger(std::chrono::milliseconds linger) {
@@ -54,7 +58,7 @@ void Context::noteLinger(std::chrono::milliseconds linger) {
     m_longestLinger = std::max(m_longestLinger, linger.count() < 0 ? kUnlimited : std::min(linger, kUnlimited));
 }
 
-std::string Context::allowClients(const std::vector<std::string>& publicKeys) {
+std::shared_ptr<const std::string> Context::allowClients(const std::vector<std::string>& publicKeys) {
     std::set<std::string> keys;
     for (const std::string& key : publicKeys) {
         std::array<std::uint8_t, 32> binary{};
@@ -62,27 +66,26 @@ std::string Context::allowClients(const std::vector<std::string>& publicKeys) {
             ZARVO_THROW("Allowed client key '" << Exception::printable(key) << "' is no Z85 key of 40 characters");
         keys.emplace(reinterpret_cast<const char*>(binary.data()), binary.size());
     }
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    if (!m_handlerStarted) {
-        // Bound before the first server socket uses the domain, so that ZeroMQ asks it.
-        void* handler = zmq_socket(m_context, ZMQ_REP);
-        if (handler == nullptr) ZARVO_THROW("Cannot make the authentication socket: " << zmq_strerror(zmq_errno()));
-        if (zmq_bind(handler, "inproc://zeromq.zap.01") < 0) {
-            const int error = zmq_errno();
-            zmq_close(handler);
-            ZARVO_THROW("Cannot bind the authentication handler: " << zmq_strerror(error));
+    std::string domain;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_handlerStarted) {
+            // Bound before the first server socket uses the domain, so that ZeroMQ asks it.
+            zmq::socket_t handler;
+            ZARVO_ZMQ_TRY(handler = zmq::socket_t(*m_context, zmq::socket_type::rep),
+                          "Cannot make the authentication socket");
+            ZARVO_ZMQ_TRY(handler.bind("inproc://zeromq.zap.01"), "Cannot bind the authentication handler");
+            std::thread([this, handler = std::move(handler)]() mutable { authenticate(handler); }).detach();
+            m_handlerStarted = true;
         }
-        std::thread([this, handler] { authenticate(handler); }).detach();
-        m_handlerStarted = true;
+        domain = "zarvo-allowed-" + std::to_string(m_nextDomain++);
+        m_allowed.emplace(domain, std::move(keys));
     }
-    const std::string domain = "zarvo-allowed-" + std::to_string(m_nextDomain++);
-    m_allowed.emplace(domain, std::move(keys));
-    return domain;
-}
-
-void Context::forgetDomain(const std::string& domain) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_allowed.erase(domain);
+    return std::shared_ptr<const std::string>(new std::string(std::move(domain)), [this](const std::string* name) {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_allowed.erase(*name);
+        delete name;
+    });
 }
 
 bool Context::allowed(const std::string& domain, const std::string& clientKey) {
@@ -92,30 +95,28 @@ bool Context::allowed(const std::string& domain, const std::string& clientKey) {
     return entry == m_allowed.end() || entry->second.count(clientKey) != 0;
 }
 
-void Context::authenticate(void* handler) {
+void Context::authenticate(zmq::socket_t& handler) {
+    std::vector<zmq::message_t> request;
     for (;;) {
-        std::vector<zmq::message_t> request;
-        int more = 1;
-        while (more != 0) {
-            request.emplace_back();
-            if (zmq_msg_recv(request.back().handle(), handler, 0) < 0) {
-                // Only the end of the context ends the handler; anything else is a request lost.
-                if (zmq_errno() == ETERM) {
-                    zmq_close(handler);
-                    return;
-                }
-                request.clear();
-                break;
-            }
-            more = request.back().more() ? 1 : 0;
+        try {
+            if (receiveParts(handler, request, kMostRequestParts, std::chrono::milliseconds(-1)) != Receipt::Whole ||
+                request.size() < 2)
+                continue;
+            const bool curve = request.size() > kCredentialsPart && text(request[5]) == "CURVE";
+            const bool ok = !curve || allowed(text(request[2]), text(request[kCredentialsPart]));
+            const std::array<zmq::const_buffer, 6> reply{
+                zmq::str_buffer("1.0"),
+                zmq::buffer(request[1].data(), request[1].size()),
+                ok ? zmq::str_buffer("200") : zmq::str_buffer("400"),
+                ok ? zmq::str_buffer("OK") : zmq::str_buffer("Client key not allowed"),
+                zmq::const_buffer(),
+                zmq::const_buffer()};
+            (void)zmq::send_multipart(handler, reply);
+        } catch (const zmq::error_t& error) {
+            // Only the end of the context ends the handler (its socket closes with it);
+            // anything else is a request lost.
+            if (error.num() == ETERM) return;
         }
-        if (request.size() < 2) continue;
-        const bool curve = request.size() > kCredentialsPart && text(request[5]) == "CURVE";
-        const bool ok = !curve || allowed(text(request[2]), text(request[kCredentialsPart]));
-        const std::array<std::string, 6> reply{
-            "1.0", text(request[1]), ok ? "200" : "400", ok ? "OK" : "Client key not allowed", "", ""};
-        for (size_t i = 0; i < reply.size(); ++i)
-            zmq_send(handler, reply[i].data(), reply[i].size(), i + 1 < reply.size() ? ZMQ_SNDMORE : 0);
     }
 }
 

@@ -2,10 +2,13 @@
 
 // Internal to zarvo_transport: never installed.
 
+#include <zmq.hpp>
+
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
@@ -31,25 +34,24 @@ public:
     /// Ends the context, waiting at most the longest linger of the sockets made in it.
     ~Context();
 
-    /// The ZeroMQ context, for zmq_socket.
-    void* get() const { return m_context; }
+    /// The ZeroMQ context, for the library's sockets.
+    zmq::context_t& get() const { return *m_context; }
     /// Notes the linger of a new socket (negative: no limit), which the end waits for.
     void noteLinger(std::chrono::milliseconds linger);
 
-    /// A new authentication domain that accepts exactly these clients (Z85 public keys);
-    /// throws for a key that is not one. Starts the handler on first use.
-    std::string allowClients(const std::vector<std::string>& publicKeys);
-    /// Forgets a domain made by allowClients.
-    void forgetDomain(const std::string& domain);
+    /// The name of a new authentication domain that accepts exactly these clients (Z85
+    /// public keys), forgotten when the name goes; throws for a key that is not one.
+    /// Starts the handler on first use.
+    std::shared_ptr<const std::string> allowClients(const std::vector<std::string>& publicKeys);
 
 private:
     Context();
-    // Answers authentication requests for as long as the process runs.
-    void authenticate(void* handler);
+    // Answers authentication requests for as long as the context runs.
+    void authenticate(zmq::socket_t& handler);
     // Whether domain lets the client with this 32-byte public key in.
     bool allowed(const std::string& domain, const std::string& clientKey);
 
-    void* m_context;
+    std::unique_ptr<zmq::context_t> m_context;
     std::mutex m_mutex;
     bool m_handlerStarted = false;
     bool m_ended = false;  // zmq_ctx_term has returned
