@@ -54,10 +54,10 @@ py::str shownText(const std::string& text);
 /// zarvo_datatypes.ParseError: Error and ValueError at once, for text the strict reader refuses.
 PyObject* parseErrorType();
 
-/// A number of type T from a Python object, as Variant(value, name) takes it: TypeError
-/// for an object of the wrong kind, OverflowError for one out of T's range.
+/// A value of the built-in type T from a Python object, as Variant(value, name) takes it:
+/// TypeError for an object of the wrong kind, OverflowError for a number out of range.
 template <class T>
-T numberFrom(py::handle object);
+T valueFrom(py::handle object);
 
 /// Text that goes in and out as a str with surrogate escapes (see textOf), for the
 /// arguments and results that carry the library's text.
@@ -65,7 +65,7 @@ struct Text {
     std::string bytes;
 };
 
-/// A number argument read by numberFrom, so that record constructors and fields check
+/// A number argument read by valueFrom, so that record constructors and fields check
 /// ranges as Variant does (OverflowError) instead of failing the overload (TypeError).
 template <class T>
 struct Number {
@@ -160,7 +160,7 @@ struct type_caster<zarvo::python::Number<T>> {
     // Raises rather than returns false: the record constructors have one overload, and
     // the error says what was wrong with the number.
     bool load(handle source, bool) {
-        value.value = zarvo::python::numberFrom<T>(source);
+        value.value = zarvo::python::valueFrom<T>(source);
         return true;
     }
     static handle cast(const zarvo::python::Number<T>& number, return_value_policy policy, handle parent) {

@@ -227,7 +227,8 @@ py::object meanValueOf(const MeasArea& area) {
     area.serialize(exp::no_swap, data.data());
     const size_t spots = 8 + area.getColdSpot().sizeofType() + area.getHotSpot().sizeofType();
     exp::Memory::Cursor in(exp::no_swap, data.data() + spots, data.size() - spots);
-    return py::cast(exp::detail::readNamedValue(in, "MeasArea"));
+    const auto name = exp::Memory::readValue<std::string>(in);
+    return py::cast(exp::Variant::deserialize(name, in));
 }
 
 void bindMeasRecords(py::module_& module) {

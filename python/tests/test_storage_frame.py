@@ -30,10 +30,12 @@ def test_from_dict_guesses_types():
     storage = z.DataStorage.from_dict({
         "flag": True, "big": 2**63, "n": -1, "x": 1.0, "s": "t", "names": ["p", "q"],
         "f32": np.float32(2), "ints": [1, 2], "vec": np.zeros(3, np.uint16), "img": np.zeros((2, 2, 3), np.uint8),
+        "i8": np.int8(1), "bits": np.array([True]),
     })
     names = {key: storage[key].type_name for key in storage}
     assert names == {"flag": "bool", "big": "uint64", "n": "int64", "x": "double", "s": "string",
-                     "names": "vecstring", "f32": "float", "ints": "vecint64", "vec": "vecuint16", "img": "cvmat"}
+                     "names": "vecstring", "f32": "float", "ints": "vecint64", "vec": "vecuint16", "img": "cvmat",
+                     "i8": "int8", "bits": "vecbool"}
     with pytest.raises(TypeError, match="no registered type is guessed for a object"):
         z.DataStorage.from_dict({"o": object()})
     with pytest.raises(TypeError, match="a storage key is a str"):

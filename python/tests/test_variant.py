@@ -35,6 +35,28 @@ def test_values_from_python_and_text_agree(name, value, text, python):
     assert repr(built) == f"<Variant {name}: {text}>"
 
 
+# A Python value per element type (7 for the integers); a vector or list name gets two of them.
+ELEMENTS = {"bool": True, "float": 1.5, "double": 0.1, "string": "grüße", "cvsize": (10, 20), "cvpoint": (3, -4),
+            "cvrect": (1, 2, 3, 4), "cvmat": np.arange(6, dtype=np.int16).reshape(2, 3), "storage": {"a": {"s": "x"}}}
+
+
+def plain(value):
+    """Arrays, storages and lists of them as lists and dicts, to compare with what went in."""
+    if isinstance(value, list):
+        return [plain(item) for item in value]
+    return value.tolist() if isinstance(value, np.ndarray) else value.to_dict() if isinstance(value, z.DataStorage) \
+        else value
+
+
+@pytest.mark.parametrize("name", [name for name in z.type_names() if name != "void"])
+def test_every_registered_name_round_trips_through_python(name):
+    element = name.removeprefix("vec").removeprefix("list")
+    python = ELEMENTS.get(element, 7) if element == name else [ELEMENTS.get(element, 7)] * 2
+    value = z.Variant(python, name)
+    back = z.Variant(value.value, name)
+    assert back.type_name == name and plain(value.value) == plain(back.value) == plain(python)
+
+
 def test_vectors_come_as_numpy_arrays_of_their_dtype():
     for name, dtype in [("vecuint16", np.uint16), ("vecint64", np.int64), ("vecfloat", np.float32),
                         ("vecdouble", np.float64), ("vecbool", np.bool_)]:
