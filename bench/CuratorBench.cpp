@@ -114,7 +114,10 @@ private:
         while (!m_steps.empty()) {
             const Step step = m_steps.back();
             m_steps.pop_back();
-            if (step.leaving) { m_onPath[step.id] = false; continue; }
+            if (step.leaving) {
+                m_onPath[step.id] = false;
+                continue;
+            }
             Curator& curator = find(step.id);
             if (m_onPath[step.id] || &curator.depends == m_pRoot) throw std::logic_error("cycle");
             m_onPath[step.id] = true;

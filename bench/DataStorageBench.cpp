@@ -94,9 +94,7 @@ DataStorage<std::string> metadataStorage() {
     return storage;
 }
 
-void perEntry(benchmark::State& state) {
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * kEntries));
-}
+void perEntry(benchmark::State& state) { state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * kEntries)); }
 
 template <class T, Keys keys>
 void StorageSerialize(benchmark::State& state) {
@@ -116,7 +114,8 @@ void StorageDeserialize(benchmark::State& state) {
     storage.serialize(no_swap, bytes.data());
     for (auto _ : state) {
         size_t used = 0;
-        const DataStorage<std::string> read = DataStorage<std::string>::deserialize(no_swap, bytes.data(), bytes.size(), used);
+        const DataStorage<std::string> read =
+            DataStorage<std::string>::deserialize(no_swap, bytes.data(), bytes.size(), used);
         benchmark::DoNotOptimize(read.size());
     }
     perEntry(state);
@@ -184,10 +183,10 @@ BENCHMARK(SharedValueMap50);
 BENCHMARK(StorageDottedGet);
 BENCHMARK(NestedMapsThreeLookups);
 
-#define ZARVO_METADATA_BENCHMARKS(T, keys)            \
-    BENCHMARK_TEMPLATE(StorageSerialize, T, keys);    \
-    BENCHMARK_TEMPLATE(CerealMapSave, T, keys);       \
-    BENCHMARK_TEMPLATE(StorageDeserialize, T, keys);  \
+#define ZARVO_METADATA_BENCHMARKS(T, keys)           \
+    BENCHMARK_TEMPLATE(StorageSerialize, T, keys);   \
+    BENCHMARK_TEMPLATE(CerealMapSave, T, keys);      \
+    BENCHMARK_TEMPLATE(StorageDeserialize, T, keys); \
     BENCHMARK_TEMPLATE(CerealMapLoad, T, keys)
 ZARVO_METADATA_BENCHMARKS(int, flat);
 ZARVO_METADATA_BENCHMARKS(int, grouped);

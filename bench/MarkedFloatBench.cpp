@@ -22,8 +22,8 @@ constexpr size_t kCount = 1000000;
 float input(size_t i, size_t salt) { return 0.5f + static_cast<float>((i * 7 + salt) % 1000) * 0.001f; }
 MarkedFloat markedInput(size_t i, size_t salt) {
     static const MarkedFloat::MarkedFloatValidity validities[] = {MarkedFloat::Valid, MarkedFloat::Valid,
-                                                                 MarkedFloat::Valid, MarkedFloat::Underrange,
-                                                                 MarkedFloat::Valid, MarkedFloat::Overrange};
+                                                                  MarkedFloat::Valid, MarkedFloat::Underrange,
+                                                                  MarkedFloat::Valid, MarkedFloat::Overrange};
     return MarkedFloat(input(i, salt), validities[(i + salt) % 6]);
 }
 

@@ -18,12 +18,12 @@ const std::string kName = "int32";
 
 // The names the library registers itself, in their order of registration.
 const std::vector<std::string> kBuiltInNames{
-    "bool",      "char",      "int8",       "uint8",      "int16",     "uint16",    "int32",      "uint32",
-    "void",      "vecbool",   "vecchar",    "vecint8",    "vecuint8",  "vecint16",  "vecuint16",  "vecint32",
-    "vecuint32", "listbool",  "listchar",   "listint8",   "listuint8", "listint16", "listuint16", "listint32",
-    "listuint32", "int64",    "uint64",     "vecint64",   "vecuint64", "listint64", "listuint64", "float",
-    "vecfloat",  "listfloat", "double",     "vecdouble",  "listdouble", "string",   "vecstring",  "liststring",
-    "cvmat",     "cvsize",    "cvpoint",    "cvrect",     "veccvmat",  "listcvmat"};
+    "bool",       "char",      "int8",     "uint8",     "int16",      "uint16",    "int32",      "uint32",
+    "void",       "vecbool",   "vecchar",  "vecint8",   "vecuint8",   "vecint16",  "vecuint16",  "vecint32",
+    "vecuint32",  "listbool",  "listchar", "listint8",  "listuint8",  "listint16", "listuint16", "listint32",
+    "listuint32", "int64",     "uint64",   "vecint64",  "vecuint64",  "listint64", "listuint64", "float",
+    "vecfloat",   "listfloat", "double",   "vecdouble", "listdouble", "string",    "vecstring",  "liststring",
+    "cvmat",      "cvsize",    "cvpoint",  "cvrect",    "veccvmat",   "listcvmat"};
 
 void FindByName(benchmark::State& state) {
     for (auto _ : state) benchmark::DoNotOptimize(&TypeObject::find(kName));

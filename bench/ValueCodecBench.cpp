@@ -52,7 +52,8 @@ void Serialize(benchmark::State& state) {
 // The open reader, or the bounded one told the buffer's length.
 std::shared_ptr<Variant> read(const std::string& name, Endian endian, const char* data, size_t length, bool bounded) {
     size_t size = 0;
-    return bounded ? Variant::deserialize(name, endian, data, length, size) : Variant::deserialize(name, endian, data, size);
+    return bounded ? Variant::deserialize(name, endian, data, length, size)
+                   : Variant::deserialize(name, endian, data, size);
 }
 
 template <class T, Endian endian, bool bounded = false>
@@ -140,15 +141,15 @@ void MatHeaderWrap(benchmark::State& state) {
 
 }  // namespace
 
-#define ZARVO_VECTOR_BENCHMARKS(T)                 \
-    BENCHMARK_TEMPLATE(Memcpy, T);                 \
-    BENCHMARK_TEMPLATE(Serialize, T, no_swap);     \
-    BENCHMARK_TEMPLATE(Serialize, T, swap);        \
-    BENCHMARK_TEMPLATE(Deserialize, T, no_swap);   \
-    BENCHMARK_TEMPLATE(Deserialize, T, swap);      \
+#define ZARVO_VECTOR_BENCHMARKS(T)                     \
+    BENCHMARK_TEMPLATE(Memcpy, T);                     \
+    BENCHMARK_TEMPLATE(Serialize, T, no_swap);         \
+    BENCHMARK_TEMPLATE(Serialize, T, swap);            \
+    BENCHMARK_TEMPLATE(Deserialize, T, no_swap);       \
+    BENCHMARK_TEMPLATE(Deserialize, T, swap);          \
     BENCHMARK_TEMPLATE(Deserialize, T, no_swap, true); \
     BENCHMARK_TEMPLATE(Deserialize, T, swap, true);    \
-    BENCHMARK_TEMPLATE(CerealSave, T);             \
+    BENCHMARK_TEMPLATE(CerealSave, T);                 \
     BENCHMARK_TEMPLATE(CerealLoad, T)
 ZARVO_VECTOR_BENCHMARKS(float);
 ZARVO_VECTOR_BENCHMARKS(double);
@@ -170,7 +171,8 @@ int main(int argc, char** argv) {
         ratios.push_back({"Serialize<" + type + ", swap>", "CerealSave<" + type + ">", 1.0});
         ratios.push_back({"Deserialize<" + type + ", swap>", "CerealLoad<" + type + ">", 1.0});
         for (const std::string endian : {"no_swap", "swap"})  // bounded against open reading
-            ratios.push_back({"Deserialize<" + type + ", " + endian + ", true>", "Deserialize<" + type + ", " + endian + ">", 1.05});
+            ratios.push_back(
+                {"Deserialize<" + type + ", " + endian + ", true>", "Deserialize<" + type + ", " + endian + ">", 1.05});
     }
     ratios.push_back({"MatSerialize", "MatMemcpy", 1.25});
     ratios.push_back({"MatDeserialize<false>", "MatMemcpy", 1.25});

@@ -83,8 +83,8 @@ void introduceCamera() {
     exposure->setDescriptorOptions(range);
     const auto serial = DataDescriptor::makeItem("serial", "uint64");
     serial->setAccessParameters(true, false, false, true);
-    const auto device = DataDescriptor::makeGroup(
-        "device", {DataDescriptor::makeGroup("camera", {exposure, serial}), DataDescriptor::makeItem("image", "cvmat")});
+    const auto device = DataDescriptor::makeGroup("device", {DataDescriptor::makeGroup("camera", {exposure, serial}),
+                                                             DataDescriptor::makeItem("image", "cvmat")});
     std::cout << "what it publishes:\n";
     device->print("  ");
     std::cout << DataDescriptor::getFullQualifiedItemName(exposure.get(), "", ".") << " from "
@@ -123,9 +123,7 @@ cv::Mat calibrate(CuratorStorage& calibration, int& loads, int& computations) {
     show("after a new gain file");
     try {
         calibration.set(0, hold(cv::Mat(3, 3, CV_32FC1)));
-    } catch (const zarvo::Exception& error) {
-        std::cout << "a 3x3 gain table is refused: " << error.message() << "\n";
-    }
+    } catch (const zarvo::Exception& error) { std::cout << "a 3x3 gain table is refused: " << error.message() << "\n"; }
     show("after the refusal, loaded again");
     return calibration.get(2)->value<cv::Mat>();
 }
@@ -179,15 +177,14 @@ void handOn(const Frame& frame, const MeasArea& report) {
     registerStorageType();
     const DataStorage<std::string>& metadata = frame.getMetaData();
     const std::vector<char> metaBytes = bytesOf(metadata, no_swap);
-    const DataStorage<std::string> back = DataStorage<std::string>::deserialize(no_swap, metaBytes.data(), metaBytes.size(), used);
+    const DataStorage<std::string> back =
+        DataStorage<std::string>::deserialize(no_swap, metaBytes.data(), metaBytes.size(), used);
     std::cout << "metadata, " << used << " bytes:" << hex(metaBytes) << "\n  -> equal: " << (back == metadata)
               << ", camera.serial " << back.get("camera.serial")->toUInt64() << "\n";
 
     try {
         MeasArea::deserialize(big_endian, areaBytes.data(), areaBytes.size() - 3, used);
-    } catch (const zarvo::Exception& error) {
-        std::cout << "the area cut short: " << error.message() << "\n";
-    }
+    } catch (const zarvo::Exception& error) { std::cout << "the area cut short: " << error.message() << "\n"; }
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ int main(int argc, char** argv) {
 
     FrameRecorder::Options options;
     options.compression = FrameRecorder::Compression::deflate;  // the background compresses well
-    options.timeKey = "time_ns";  // the camera's clock: each frame's timestamp
+    options.timeKey = "time_ns";                                // the camera's clock: each frame's timestamp
     FrameRecorder recorder(file, "run", options);
     const std::int64_t start = 1764000000000000000;  // 2025-11-24T16:00:00Z, in ns since 1970
     for (int i = 0; i < 50; ++i) {

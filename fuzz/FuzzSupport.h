@@ -94,9 +94,7 @@ struct Refused<E, More...> {
     static bool by(F&& f) {
         try {
             return Refused<More...>::by(f);
-        } catch (const E&) {
-            return true;
-        }
+        } catch (const E&) { return true; }
     }
 };
 

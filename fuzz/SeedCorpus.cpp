@@ -1,7 +1,7 @@
 // Writes the seed corpus of every harness into DIR/<harness>/: valid byte forms as
 // the library itself writes them, in each byte order a value has (and, for the text
-// harness, the text forms), behind the choice byte the harness expects. Run by `make fuzz` before the harnesses, so the seeds
-// always match the library they are read by.
+// harness, the text forms), behind the choice byte the harness expects. Run by `make fuzz` before the harnesses, so the
+// seeds always match the library they are read by.
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>

@@ -47,7 +47,8 @@ void bindFrame(py::module_& module) {
             [](Frame& frame, py::handle image) { frame.setFrameData(matOf(image)); },
             "A numpy array over the frame's pixels, no copy. Setting writes the new pixels into the present "
             "buffer when size and dtype match (every sharer sees them), else gives the frame a new buffer.")
-        .def_property_readonly("metadata", py::overload_cast<>(&Frame::getMetaData), py::return_value_policy::reference_internal,
+        .def_property_readonly("metadata", py::overload_cast<>(&Frame::getMetaData),
+                               py::return_value_policy::reference_internal,
                                "The frame's own metadata as a DataStorage: changing it changes the frame.")
         .def("copy", &copied, "A frame with its own copy of the pixels and a copy of the metadata.")
         .def("shared_copy", &Frame::getSharedDataCopy,
@@ -62,9 +63,8 @@ void bindFrame(py::module_& module) {
                  return shownText(text.str());
              })
         // Pixels travel as a numpy array, so that pickle protocol 5 moves them out of band.
-        .def(py::pickle(
-            [](Frame& frame) { return py::make_tuple(arrayOf(frame.getFrameData()), frame.getMetaData()); },
-            [](const py::tuple& state) { return frameOf(state[0], state[1]); }))
+        .def(py::pickle([](Frame& frame) { return py::make_tuple(arrayOf(frame.getFrameData()), frame.getMetaData()); },
+                        [](const py::tuple& state) { return frameOf(state[0], state[1]); }))
         .def("is_empty", &Frame::isEmpty, "True only if the frame has neither pixels nor metadata.");
 }
 

@@ -27,14 +27,10 @@ void translate(std::exception_ptr thrown) {
     } catch (const Exception& error) {
         try {
             raiseError(errorType, error);
-        } catch (py::error_already_set& raised) {
-            raised.restore();
-        }
+        } catch (py::error_already_set& raised) { raised.restore(); }
     } catch (const std::out_of_range& error) {
         PyErr_SetString(PyExc_OverflowError, error.what());
-    } catch (const char* text) {
-        PyErr_SetString(PyExc_ValueError, text);
-    }
+    } catch (const char* text) { PyErr_SetString(PyExc_ValueError, text); }
 }
 
 }  // namespace

@@ -125,8 +125,8 @@ cv::Mat matOf(py::handle object) {
         array = convertedForMat(array);
         depth = depthOf(array.dtype());
     } else {
-        constexpr int shareable = py::array::c_style | py::detail::npy_api::NPY_ARRAY_ALIGNED_ |
-                                  py::detail::npy_api::NPY_ARRAY_WRITEABLE_;
+        constexpr int shareable =
+            py::array::c_style | py::detail::npy_api::NPY_ARRAY_ALIGNED_ | py::detail::npy_api::NPY_ARRAY_WRITEABLE_;
         if ((array.flags() & shareable) != shareable) array = array.attr("copy")();
     }
     const int sizes[2] = {static_cast<int>(array.shape(0)), axes == 1 ? 1 : static_cast<int>(array.shape(1))};

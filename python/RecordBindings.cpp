@@ -79,9 +79,10 @@ py::class_<R> recordClass(py::module_& module, const char* name, const char* doc
     py::class_<R> record(module, name, doc);
     record.def("serialize", &bytesOf<R>, "endian"_a, "The byte form in the given byte order, as bytes.")
         .def_static("deserialize", &readBounded<R>, "data"_a, "endian"_a,
-            "Reads one record from any bytes-like object, never past its end; returns (record, bytes used). "
-            "Bytes that end early raise Error.")
-        .def("__str__", [](const R& value) { return Text{value.toString()}; }, "The text form.")
+                    "Reads one record from any bytes-like object, never past its end; returns (record, bytes used). "
+                    "Bytes that end early raise Error.")
+        .def(
+            "__str__", [](const R& value) { return Text{value.toString()}; }, "The text form.")
         .def("__repr__",
              [name](const R& value) {
                  try {
@@ -90,17 +91,20 @@ py::class_<R> recordClass(py::module_& module, const char* name, const char* doc
                      return shownText(std::string("<") + name + " (no text form: " + error.message() + ")>");
                  }
              })
-        .def(py::pickle([](const R& value) { return bytesOf(value, exp::no_swap); },
-                        [](const py::bytes& data) { return readBounded<R>(data, exp::no_swap)[0].template cast<R>(); }));
+        .def(
+            py::pickle([](const R& value) { return bytesOf(value, exp::no_swap); },
+                       [](const py::bytes& data) { return readBounded<R>(data, exp::no_swap)[0].template cast<R>(); }));
     if constexpr (HasEquality<R>::value) {
-        record.def("__eq__", [](const R& left, const R& right) { return left == right; }, py::is_operator(),
-                   "Every field equal.");
+        record.def(
+            "__eq__", [](const R& left, const R& right) { return left == right; }, py::is_operator(),
+            "Every field equal.");
     } else {
-        record.def("__eq__",
-                   [](const R& left, const R& right) {
-                       return std::string(bytesOf(left, exp::no_swap)) == std::string(bytesOf(right, exp::no_swap));
-                   },
-                   py::is_operator(), "Equal byte forms.");
+        record.def(
+            "__eq__",
+            [](const R& left, const R& right) {
+                return std::string(bytesOf(left, exp::no_swap)) == std::string(bytesOf(right, exp::no_swap));
+            },
+            py::is_operator(), "Equal byte forms.");
     }
     record.attr("__hash__") = py::none();
     return record;
@@ -131,8 +135,8 @@ void bindMarkedFloat(py::module_& module) {
         .value("Overrange", MarkedFloat::Overrange)
         .value("Invalid", MarkedFloat::Invalid);
     marked.def(py::init<>(), "The empty value (a NaN marked invalid).")
-        .def(py::init<float, MarkedFloat::MarkedFloatValidity>(), "value"_a,
-             "validity"_a = MarkedFloat::Valid, "value with a mark; Legacy reads value as a legacy code.")
+        .def(py::init<float, MarkedFloat::MarkedFloatValidity>(), "value"_a, "validity"_a = MarkedFloat::Valid,
+             "value with a mark; Legacy reads value as a legacy code.")
         .def_static("from_string", &fromText<MarkedFloat>, "text"_a,
                     "A valid value of the leading number of text; labels behind it are ignored.")
         .def_property_readonly("value", &MarkedFloat::toFloat, "The word as a float, mark bits included.")
@@ -163,7 +167,8 @@ void bindMarkedFloat(py::module_& module) {
              "Marks the value underrange below minimum, overrange above maximum; True if it was neither. "
              "ValueError when minimum > maximum.")
         .def(
-            "apply", [](const MarkedFloat& value, const py::function& f) {
+            "apply",
+            [](const MarkedFloat& value, const py::function& f) {
                 return value.apply([&](float x) { return f(x).cast<float>(); });
             },
             "function"_a, "function of the float, carrying this value's mark (e.g. math.sqrt).")
@@ -205,15 +210,15 @@ py::class_<V> versionClass(py::module_& module, const char* name, const char* do
 }
 
 void bindVersions(py::module_& module) {
-    auto version = versionClass<Version>(module, "Version", "major.minor.patch; 12-byte form.",
-                                         "Reads 'major.minor.patch'.");
+    auto version =
+        versionClass<Version>(module, "Version", "major.minor.patch; 12-byte form.", "Reads 'major.minor.patch'.");
     version.def(checkedInit<Version, unsigned, unsigned, unsigned>(), "major"_a = 0, "minor"_a = 0, "patch"_a = 0,
                 "The version major.minor.patch; each number from 0 to 4294967295.");
 
     auto extended = versionClass<VersionExtended>(module, "VersionExtended", "major.minor.patch.build; 16-byte form.",
                                                   "Reads 'major.minor.patch.build'.");
-    extended.def(checkedInit<VersionExtended, unsigned, unsigned, unsigned, unsigned>(), "major"_a = 0,
-                 "minor"_a = 0, "patch"_a = 0, "build_number"_a = 0,
+    extended.def(checkedInit<VersionExtended, unsigned, unsigned, unsigned, unsigned>(), "major"_a = 0, "minor"_a = 0,
+                 "patch"_a = 0, "build_number"_a = 0,
                  "The version major.minor.patch.build_number; each number from 0 to 4294967295.");
     field(extended, "build_number", &VersionExtended::getBuildNumber, &VersionExtended::setBuildNumber,
           "The build number.");
@@ -232,8 +237,7 @@ py::object meanValueOf(const MeasArea& area) {
 }
 
 void bindMeasRecords(py::module_& module) {
-    auto point = recordClass<MeasPoint>(module, "MeasPoint",
-                                        "A measured value (a Variant) at a 16-bit x/y position.");
+    auto point = recordClass<MeasPoint>(module, "MeasPoint", "A measured value (a Variant) at a 16-bit x/y position.");
     point.def(py::init<>(), "Position 0, no value.")
         .def(checkedInit<MeasPoint, unsigned short, unsigned short, std::shared_ptr<exp::Variant>>(), "x"_a, "y"_a,
              "value"_a, "value (a Variant, held as given) at x, y, each from 0 to 65535.");
@@ -247,8 +251,8 @@ void bindMeasRecords(py::module_& module) {
     area.def(py::init<>(), "Position and size 0, empty spots.")
         .def(checkedInit<MeasArea, unsigned short, unsigned short, unsigned short, unsigned short>(), "x"_a, "y"_a,
              "width"_a, "height"_a, "The rectangle, each number from 0 to 65535; empty spots, no mean value.")
-        .def(checkedInit<MeasArea, unsigned short, unsigned short, unsigned short, unsigned short, MeasPoint,
-                         MeasPoint, std::shared_ptr<exp::Variant>>(),
+        .def(checkedInit<MeasArea, unsigned short, unsigned short, unsigned short, unsigned short, MeasPoint, MeasPoint,
+                         std::shared_ptr<exp::Variant>>(),
              "x"_a, "y"_a, "width"_a, "height"_a, "cold_spot"_a, "hot_spot"_a, "mean_value"_a,
              "A whole area, ready to be written: the spots and the mean value are held as given (shared).");
     field(area, "x", &MeasArea::getXPos, &MeasArea::setXPos, "The x position.");
@@ -257,13 +261,14 @@ void bindMeasRecords(py::module_& module) {
     field(area, "height", &MeasArea::getHeight, &MeasArea::setHeight, "The height.");
     field(area, "cold_spot", &MeasArea::getColdSpot, &MeasArea::setColdSpot, "The cold spot, a MeasPoint (a copy).");
     field(area, "hot_spot", &MeasArea::getHotSpot, &MeasArea::setHotSpot, "The hot spot, a MeasPoint (a copy).");
-    area.def_property("mean_value", &meanValueOf,
-                      [](MeasArea& area, std::shared_ptr<exp::Variant> value) {
-                          area = MeasArea(area.getXPos(), area.getYPos(), area.getWidth(), area.getHeight(),
-                                          area.getColdSpot(), area.getHotSpot(), std::move(value));
-                      },
-                      "The mean value: a Variant read back from the area's byte form (a copy), None when there "
-                      "is none. Setting holds the Variant given (shared).");
+    area.def_property(
+        "mean_value", &meanValueOf,
+        [](MeasArea& area, std::shared_ptr<exp::Variant> value) {
+            area = MeasArea(area.getXPos(), area.getYPos(), area.getWidth(), area.getHeight(), area.getColdSpot(),
+                            area.getHotSpot(), std::move(value));
+        },
+        "The mean value: a Variant read back from the area's byte form (a copy), None when there "
+        "is none. Setting holds the Variant given (shared).");
 
     auto probe = recordClass<ProbeValue>(module, "ProbeValue", "A probe reading: value, precision, status; 6 bytes.");
     probe.def(checkedInit<ProbeValue, float, signed char, unsigned char>(), "value"_a = 0.0f, "precision"_a = 0,
@@ -288,12 +293,12 @@ void bindIdentityRecords(py::module_& module) {
 
     auto device2 = recordClass<DeviceInfo2>(module, "DeviceInfo2",
                                             "Identity of a device and one of its boards, with the placement.");
-    device2.def(checkedInit<DeviceInfo2, std::uint64_t, std::uint64_t, unsigned, unsigned char, unsigned char,
-                            std::string>(),
-                "device_serial"_a = 0, "board_serial"_a = 0, "device_type"_a = 0, "board_index"_a = 0,
-                "placement_index"_a = 0, "production_date"_a = "",
-                "The serials (64 bits each), device type (32 bits), board and placement index (0 to 255 each) "
-                "and production date text.");
+    device2.def(
+        checkedInit<DeviceInfo2, std::uint64_t, std::uint64_t, unsigned, unsigned char, unsigned char, std::string>(),
+        "device_serial"_a = 0, "board_serial"_a = 0, "device_type"_a = 0, "board_index"_a = 0, "placement_index"_a = 0,
+        "production_date"_a = "",
+        "The serials (64 bits each), device type (32 bits), board and placement index (0 to 255 each) "
+        "and production date text.");
     field(device2, "device_serial", &DeviceInfo2::getDeviceSerial, &DeviceInfo2::setDeviceSerial, "Device serial.");
     field(device2, "board_serial", &DeviceInfo2::getBoardSerial, &DeviceInfo2::setBoardSerial, "Board serial.");
     field(device2, "device_type", &DeviceInfo2::getDeviceType, &DeviceInfo2::setDeviceType, "Device type.");
@@ -320,13 +325,13 @@ void bindIdentityRecords(py::module_& module) {
         .def_static("from_string", &fromText<MaterialNumber>, "text"_a, "The text constructor, numeric.")
         .def_property_readonly("type", &MaterialNumber::getType, "The kind of number.")
         .def_property_readonly("has_ident", &MaterialNumber::hasIdent, "Whether the ident group is there.")
-        .def("to_integer", &MaterialNumber::toInteger, "cut"_a = false, "The digits as an int, without the ident if cut.")
-        .def("to_string", [](const MaterialNumber& number, bool cut) { return Text{number.toString(cut)}; },
-             "cut"_a = false,
-             "The text, without the ident if cut.");
+        .def("to_integer", &MaterialNumber::toInteger, "cut"_a = false,
+             "The digits as an int, without the ident if cut.")
+        .def(
+            "to_string", [](const MaterialNumber& number, bool cut) { return Text{number.toString(cut)}; },
+            "cut"_a = false, "The text, without the ident if cut.");
 
-    auto calibration = recordClass<CalibrationInfo>(module, "CalibrationInfo",
-                                                    "One calibration record; 32-byte form.");
+    auto calibration = recordClass<CalibrationInfo>(module, "CalibrationInfo", "One calibration record; 32-byte form.");
     calibration
         .def(checkedInit<CalibrationInfo, unsigned char, std::string, std::int64_t, std::int64_t, unsigned short>(),
              "content_type"_a = 0, "certificate_number"_a = "", "expire_date"_a = 0, "issue_date"_a = 0,
@@ -356,8 +361,8 @@ void bindIdentityRecords(py::module_& module) {
           "The expire date, 32 bits.");
     field(calibration, "issue_date", &CalibrationInfo::getIssueDate, &CalibrationInfo::setIssueDate,
           "The issue date, 32 bits.");
-    field(calibration, "checksum", &CalibrationInfo::getAdaptionDataChecksum,
-          &CalibrationInfo::setAdaptionDataChecksum, "The checksum of the adaption data.");
+    field(calibration, "checksum", &CalibrationInfo::getAdaptionDataChecksum, &CalibrationInfo::setAdaptionDataChecksum,
+          "The checksum of the adaption data.");
 }
 
 }  // namespace

@@ -53,11 +53,12 @@ std::shared_ptr<Variant> entryAt(const Storage& storage, const Text& key) {
 }  // namespace
 
 void bindStorage(py::module_& module) {
-    py::class_<Storage> storage(module, "DataStorage",
-                        "Values under text keys, in key order: a MutableMapping of keys to Variants. A dotted key "
-                        "'a.b.c' reaches into groups (entries holding a DataStorage). Values are shared with "
-                        "whoever else holds them. Keys that are no UTF-8 come as surrogate escapes and are taken "
-                        "back as such.");
+    py::class_<Storage> storage(
+        module, "DataStorage",
+        "Values under text keys, in key order: a MutableMapping of keys to Variants. A dotted key "
+        "'a.b.c' reaches into groups (entries holding a DataStorage). Values are shared with "
+        "whoever else holds them. Keys that are no UTF-8 come as surrogate escapes and are taken "
+        "back as such.");
     storage.def(py::init<>(), "An empty storage.")
         .def(
             "insert",
@@ -98,8 +99,9 @@ void bindStorage(py::module_& module) {
                 }
             },
             "key"_a, "Whether key, dotted or not, holds an entry.")
-        .def("erase", [](Storage& storage, const Text& key) { return storage.erase(key.bytes); }, "key"_a,
-             "Removes the entry or group at key, if any.")
+        .def(
+            "erase", [](Storage& storage, const Text& key) { return storage.erase(key.bytes); }, "key"_a,
+            "Removes the entry or group at key, if any.")
         .def(
             "__delitem__",
             [](Storage& storage, const Text& key) {
@@ -119,7 +121,8 @@ void bindStorage(py::module_& module) {
                 storage.erase(key.bytes);
                 return py::cast(std::move(value));
             },
-            "key"_a, "Removes the entry at key and returns it; the default given after key, or KeyError, if "
+            "key"_a,
+            "Removes the entry at key and returns it; the default given after key, or KeyError, if "
             "there is none.")
         .def("clear", &Storage::clear, "Removes every entry.")
         .def("__len__", &Storage::size, "The number of entries of the top level; a group counts as one.")
@@ -149,8 +152,8 @@ void bindStorage(py::module_& module) {
             },
             "endian"_a, "The byte form, as bytes: the entry count, then each key, type name and value.")
         .def_static("deserialize", &readBounded<Storage>, "data"_a, "endian"_a,
-            "Reads a storage from any bytes-like object, never past its end; returns (storage, bytes used). "
-            "Bytes that end early or count more entries than they hold raise Error.")
+                    "Reads a storage from any bytes-like object, never past its end; returns (storage, bytes used). "
+                    "Bytes that end early or count more entries than they hold raise Error.")
         .def("__eq__", &Storage::operator==, py::is_operator(),
              "The same keys with equal values at every level; Error for values without equality (cvmat).")
         .def("__repr__",

@@ -46,7 +46,7 @@ milliseconds durationOf(std::optional<double> seconds, const char* what) {
     if (!(value >= 0)) raise(PyExc_ValueError, std::string(what) + " is None or a number of seconds >= 0");
     const double ms = std::ceil(value * 1000.0);
     return milliseconds(ms >= double(std::numeric_limits<int>::max()) ? std::numeric_limits<int>::max()
-                                                                     : static_cast<std::int64_t>(ms));
+                                                                      : static_cast<std::int64_t>(ms));
 }
 
 // Calls attempt(slice) with the GIL released until it gives a result or timeout has passed.
@@ -88,20 +88,20 @@ Options optionsOf(int sendHighWaterMark, int receiveHighWaterMark, std::optional
 template <class Socket, class... Lead, class Class, class... LeadArgs>
 void defConstructor(Class& cls, const char* doc, LeadArgs... leadArgs) {
     const Options defaults;
-    cls.def(py::init([](Lead... lead, int sendHwm, int receiveHwm, std::optional<double> linger,
-                        std::optional<double> sendTimeout, std::int64_t maxSize, std::optional<KeyPair> serverKey,
-                        std::string serverPublicKey, std::optional<KeyPair> clientKey,
-                        std::vector<std::string> allowed) {
-                return std::make_unique<Socket>(
-                    lead..., optionsOf(sendHwm, receiveHwm, linger, sendTimeout, maxSize, std::move(serverKey),
-                                       std::move(serverPublicKey), std::move(clientKey), std::move(allowed)));
-            }),
-            leadArgs..., py::kw_only(), "send_high_water_mark"_a = defaults.sendHighWaterMark,
-            "receive_high_water_mark"_a = defaults.receiveHighWaterMark,
-            "linger"_a = double(defaults.linger.count()) / 1000.0,
-            "send_timeout"_a = double(defaults.sendTimeout.count()) / 1000.0,
-            "max_message_size"_a = defaults.maxMessageSize, "server_key"_a = py::none(), "server_public_key"_a = "",
-            "client_key"_a = py::none(), "allowed_clients"_a = std::vector<std::string>{}, doc);
+    cls.def(
+        py::init([](Lead... lead, int sendHwm, int receiveHwm, std::optional<double> linger,
+                    std::optional<double> sendTimeout, std::int64_t maxSize, std::optional<KeyPair> serverKey,
+                    std::string serverPublicKey, std::optional<KeyPair> clientKey, std::vector<std::string> allowed) {
+            return std::make_unique<Socket>(
+                lead..., optionsOf(sendHwm, receiveHwm, linger, sendTimeout, maxSize, std::move(serverKey),
+                                   std::move(serverPublicKey), std::move(clientKey), std::move(allowed)));
+        }),
+        leadArgs..., py::kw_only(), "send_high_water_mark"_a = defaults.sendHighWaterMark,
+        "receive_high_water_mark"_a = defaults.receiveHighWaterMark,
+        "linger"_a = double(defaults.linger.count()) / 1000.0,
+        "send_timeout"_a = double(defaults.sendTimeout.count()) / 1000.0,
+        "max_message_size"_a = defaults.maxMessageSize, "server_key"_a = py::none(), "server_public_key"_a = "",
+        "client_key"_a = py::none(), "allowed_clients"_a = std::vector<std::string>{}, doc);
 }
 
 // Calls act with the payload object is: a Variant, a DataStorage or a Frame; None when
@@ -181,8 +181,7 @@ void bindTransport(py::module_& module) {
     py::class_<Message>(module, "Message",
                         "A received or decoded message: where it stands in its stream, and its one payload.")
         .def_property_readonly(
-            "topic",
-            [](const Message& message) { return textOf(message.topic); },
+            "topic", [](const Message& message) { return textOf(message.topic); },
             "The topic (bytes that are not UTF-8 as surrogate escapes, like all text of the module).")
         .def_readonly("kind", &Message::kind, "What the payload is.")
         .def_readonly("sequence", &Message::sequence, "Per topic and sender, from 0, one up per message sent.")
@@ -193,11 +192,15 @@ void bindTransport(py::module_& module) {
             "The Variant of a value message, else None.")
         .def_property_readonly(
             "storage",
-            [](py::object self) { return self.cast<Message&>().kind == Kind::Storage ? payloadOf(self) : py::object(py::none()); },
+            [](py::object self) {
+                return self.cast<Message&>().kind == Kind::Storage ? payloadOf(self) : py::object(py::none());
+            },
             "The DataStorage of a storage message (part of this message), else None.")
         .def_property_readonly(
             "frame",
-            [](py::object self) { return self.cast<Message&>().kind == Kind::Frame ? payloadOf(self) : py::object(py::none()); },
+            [](py::object self) {
+                return self.cast<Message&>().kind == Kind::Frame ? payloadOf(self) : py::object(py::none());
+            },
             "The Frame of a frame message, else None. Its image is a numpy array over the received buffer, "
             "no copy.")
         .def_property_readonly("payload", &payloadOf, "The value, storage or frame; None for the end of a stream.")
@@ -235,9 +238,11 @@ void bindTransport(py::module_& module) {
 
     py::class_<Sender> sender(module, "Sender",
                               "What Publisher and Pusher share. One thread at a time, like a ZeroMQ socket.");
-    sender.def("bind", &Sender::bind, "endpoint"_a,
-               "Binds to endpoint and returns the bound one ('tcp://127.0.0.1:*' gets a port from the OS).")
-        .def("connect", &Sender::connect, "endpoint"_a, "Connects to endpoint; ZeroMQ reconnects by itself after a cut.")
+    sender
+        .def("bind", &Sender::bind, "endpoint"_a,
+             "Binds to endpoint and returns the bound one ('tcp://127.0.0.1:*' gets a port from the OS).")
+        .def("connect", &Sender::connect, "endpoint"_a,
+             "Connects to endpoint; ZeroMQ reconnects by itself after a cut.")
         .def(
             "send",
             [](Sender& self, const std::string& topic, py::handle object) {
@@ -254,7 +259,8 @@ void bindTransport(py::module_& module) {
             "no puller takes within send_timeout raises Error; the GIL is released meanwhile.")
         .def("send_end", &Sender::sendEnd, "topic"_a, "Sends the end of topic's stream.",
              py::call_guard<py::gil_scoped_release>())
-        .def_property_readonly("sender_id", &Sender::senderId, "This instance's id, carried by every message it sends.");
+        .def_property_readonly("sender_id", &Sender::senderId,
+                               "This instance's id, carried by every message it sends.");
 
     py::class_<Receiver> receiver(module, "Receiver",
                                   "What Subscriber and Puller share. One thread at a time, like a ZeroMQ socket.");
@@ -282,8 +288,9 @@ void bindTransport(py::module_& module) {
         .def("stats", &Receiver::stats, "The counters so far.");
 
     py::class_<Publisher, Sender> publisher(
-        module, "Publisher", "The sending side of a live stream (PUB/SUB): a subscriber that falls behind loses "
-                             "messages, and counts them.");
+        module, "Publisher",
+        "The sending side of a live stream (PUB/SUB): a subscriber that falls behind loses "
+        "messages, and counts them.");
     defConstructor<Publisher>(publisher,
                               "A publisher; bind or connect it next. Times are in seconds (None: for ever).");
     publisher.def(
@@ -301,8 +308,9 @@ void bindTransport(py::module_& module) {
     defConstructor<Pusher>(pusher, "A pusher; bind or connect it next. Times are in seconds (None: for ever).");
 
     py::class_<Subscriber, Receiver> subscriber(
-        module, "Subscriber", "The receiving side of a live stream: gets the topics starting with one of its "
-                              "prefixes, and counts what it missed.");
+        module, "Subscriber",
+        "The receiving side of a live stream: gets the topics starting with one of its "
+        "prefixes, and counts what it missed.");
     defConstructor<Subscriber, const std::vector<std::string>&>(
         subscriber, "A subscriber to the topics starting with one of prefixes ('' is every topic).",
         "prefixes"_a = std::vector<std::string>{""});

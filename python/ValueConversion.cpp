@@ -124,8 +124,8 @@ struct Convert<T, std::enable_if_t<std::is_floating_point_v<T>>> {
         return static_cast<T>(value);
     }
     [[noreturn]] static void outOfRange(py::handle object) {
-        raise(PyExc_OverflowError, py::repr(object).cast<std::string>() + " is out of the range of " +
-                                       exp::getStringFromType(typeid(T)));
+        raise(PyExc_OverflowError,
+              py::repr(object).cast<std::string>() + " is out of the range of " + exp::getStringFromType(typeid(T)));
     }
 };
 
@@ -134,7 +134,8 @@ template <>
 struct Convert<std::string> {
     static py::object toPython(const std::string& value) { return textOf(value); }
     static std::string fromPython(py::handle object) {
-        if (!PyUnicode_Check(object.ptr())) raise(PyExc_TypeError, "a string value needs a str, not " + typeName(object));
+        if (!PyUnicode_Check(object.ptr()))
+            raise(PyExc_TypeError, "a string value needs a str, not " + typeName(object));
         return textFrom(object);
     }
 };
@@ -195,8 +196,7 @@ py::array elementsOf(py::handle object) {
                           !py::hasattr(object, "__array__") && !py::hasattr(object, "__array_interface__");
     const auto source = py::reinterpret_borrow<py::object>(object);
     py::array array = numpy.attr("asarray")(iterator ? py::list(source) : source);
-    if (array.ndim() != 1)
-        raise(PyExc_ValueError, "a vector needs 1 axis, not " + std::to_string(array.ndim()));
+    if (array.ndim() != 1) raise(PyExc_ValueError, "a vector needs 1 axis, not " + std::to_string(array.ndim()));
     const py::dtype target(dtypeCode<E>());
     if (array.size() == 0 || array.dtype().is(target) || array.dtype().equal(target))
         return numpy.attr("ascontiguousarray")(array, target);
@@ -227,8 +227,7 @@ struct Convert<std::vector<E>, std::enable_if_t<std::is_arithmetic_v<E>>> {
         py::array array(py::dtype(dtypeCode<E>()), std::vector<py::ssize_t>{static_cast<py::ssize_t>(value.size())});
         if constexpr (std::is_same_v<E, bool>)  // std::vector<bool> keeps bits
             std::copy(value.begin(), value.end(), static_cast<bool*>(array.mutable_data()));
-        else if (!value.empty())
-            std::memcpy(array.mutable_data(), value.data(), value.size() * sizeof(E));
+        else if (!value.empty()) std::memcpy(array.mutable_data(), value.data(), value.size() * sizeof(E));
         return std::move(array);
     }
     static std::vector<E> fromPython(py::handle object) {
@@ -335,7 +334,8 @@ std::string guessedName(py::handle object) {
         return object.cast<py::int_>() > py::int_(std::numeric_limits<std::int64_t>::max()) ? "uint64" : "int64";
     if (PyFloat_Check(object.ptr())) return "double";
     if (PyUnicode_Check(object.ptr())) return "string";
-    if (py::isinstance<Storage>(object) || py::isinstance<py::dict>(object)) return exp::getStringFromType(typeid(Storage));
+    if (py::isinstance<Storage>(object) || py::isinstance<py::dict>(object))
+        return exp::getStringFromType(typeid(Storage));
     if (py::isinstance<py::list>(object) || py::isinstance<py::tuple>(object)) {
         bool texts = py::len(object) > 0;
         for (py::handle item : object) texts = texts && PyUnicode_Check(item.ptr());
@@ -349,8 +349,8 @@ std::string guessedName(py::handle object) {
         std::string name = nameOfDtype(array.dtype(), array.ndim() == 1);
         if (!name.empty()) return name;
     }
-    raise(PyExc_TypeError, "no registered type is guessed for a " + typeName(object) +
-                               ": give a Variant(value, name) instead");
+    raise(PyExc_TypeError,
+          "no registered type is guessed for a " + typeName(object) + ": give a Variant(value, name) instead");
 }
 
 }  // namespace

@@ -28,7 +28,8 @@ std::string textFrom(py::handle object) {
     // Valid UTF-8 straight from the str, which keeps it once made; surrogate escapes
     // (no UTF-8 of their own) through the codec.
     Py_ssize_t size = 0;
-    if (const char* utf8 = PyUnicode_AsUTF8AndSize(object.ptr(), &size)) return std::string(utf8, static_cast<size_t>(size));
+    if (const char* utf8 = PyUnicode_AsUTF8AndSize(object.ptr(), &size))
+        return std::string(utf8, static_cast<size_t>(size));
     PyErr_Clear();
     PyObject* bytes = PyUnicode_AsEncodedString(object.ptr(), "utf-8", "surrogateescape");
     if (bytes == nullptr) throw py::error_already_set();
@@ -43,9 +44,7 @@ namespace {
 py::str reprOf(const Variant& value) {
     try {
         return shownText("<Variant " + value.getTypeString() + ": " + value.toString() + ">");
-    } catch (const Exception&) {
-        return shownText("<Variant " + value.getTypeString() + " (no text form)>");
-    }
+    } catch (const Exception&) { return shownText("<Variant " + value.getTypeString() + " (no text form)>"); }
 }
 
 // The value as something len, iteration and [] work on: the numbers of a vector
@@ -74,9 +73,8 @@ py::tuple stateOf(const std::shared_ptr<Variant>& value) {
     py::object view = viewOf(value);
     const Endian endian = value->isSwappable() ? exp::little_endian : exp::no_swap;
     if (!view.is_none()) return py::make_tuple(name, endian, view);
-    return py::make_tuple(name, endian, writtenBytes(value->sizeofT_imp(), [&](char* data) {
-                                            value->serialize_imp(endian, data);
-                                        }));
+    return py::make_tuple(name, endian,
+                          writtenBytes(value->sizeofT_imp(), [&](char* data) { value->serialize_imp(endian, data); }));
 }
 
 std::shared_ptr<Variant> fromState(const py::tuple& state) {
@@ -123,83 +121,96 @@ void bindVariant(py::module_& module) {
              "writeable array of an OpenCV dtype (u1 i1 u2 i2 i4 f2 f4 f8) and keeps it alive; any other array "
              "is copied (bool as uint8, wider integers as int32 when they fit). Raises TypeError for a wrong "
              "kind of object, OverflowError for a number out of range, Error for an unknown name.")
-        .def_static("from_string", [](const Text& name, const Text& text) {
-                        return Variant::fromString(name.bytes, text.bytes);
-                    }, "name"_a, "text"_a,
-                    "Parses the text form of the registered type name leniently, as a stream reads it; None for "
-                    "'void'.")
+        .def_static(
+            "from_string",
+            [](const Text& name, const Text& text) { return Variant::fromString(name.bytes, text.bytes); }, "name"_a,
+            "text"_a,
+            "Parses the text form of the registered type name leniently, as a stream reads it; None for "
+            "'void'.")
         .def_static(
             "parse",
             [](const Text& name, const Text& text) {
                 try {
                     return Variant::parse(name.bytes, text.bytes);
-                } catch (const Exception& error) {
-                    raiseError(parseErrorType(), error);
-                }
+                } catch (const Exception& error) { raiseError(parseErrorType(), error); }
             },
             "name"_a, "text"_a,
             "Reads text that holds exactly one value of the registered type name, as to_string writes it. "
             "Anything else (no number, trailing characters, a value out of range) raises ParseError, a "
             "ValueError, whose message names the type and the text.")
-        .def("to_string", [](const Variant& value) { return Text{value.toString()}; },
-             "The text form; Error for a type without one (cvmat, cvsize, cvrect). Bytes that are no UTF-8 "
-             "come as surrogate escapes, which from_string and parse take back.")
-        .def_property_readonly("type_name", [](const Variant& value) { return Text{value.getTypeString()}; },
-                               "The registered name of the held type.")
+        .def(
+            "to_string", [](const Variant& value) { return Text{value.toString()}; },
+            "The text form; Error for a type without one (cvmat, cvsize, cvrect). Bytes that are no UTF-8 "
+            "come as surrogate escapes, which from_string and parse take back.")
+        .def_property_readonly(
+            "type_name", [](const Variant& value) { return Text{value.getTypeString()}; },
+            "The registered name of the held type.")
         .def_property_readonly("value", &toPython,
                                "The value as a Python object: bool, int, float, str; a numpy array (a copy) for "
                                "a vector of numbers, a list for a list and for vectors of str or cvmat, a tuple "
                                "for cvsize, cvpoint and cvrect. A cvmat gives a numpy array over its pixels, no "
                                "copy: the array keeps them alive, also when the Variant is gone.")
-        .def("serialize",
-             [](const Variant& value, Endian endian) {
-                 return writtenBytes(value.sizeofT_imp(), [&](char* data) { value.serialize_imp(endian, data); });
-             },
-             "endian"_a, "The byte form in the given byte order, as bytes.")
-        .def_static("deserialize",
-                    [](const Text& name, py::handle data, Endian endian) {
-                        const ByteInput input(data);
-                        size_t used = 0;
-                        std::shared_ptr<Variant> value;
-                        {
-                            const ReleasedFor released(input.size());
-                            value = Variant::deserialize(name.bytes, endian, input.data(), input.size(), used);
-                        }
-                        return py::make_tuple(std::move(value), used);
-                    },
-                    "name"_a, "data"_a, "endian"_a,
-                    "Reads one value of the registered type name from any bytes-like object, never past its "
-                    "end; returns (value, bytes used), (None, 0) for 'void'. Bytes that end early or hold an "
-                    "implausible count raise Error.")
-        .def("__eq__",
-             [](const std::shared_ptr<Variant>& self, const std::shared_ptr<Variant>& other) {
-                 return self->equal_imp(other);
-             },
-             py::is_operator(),
-             "The library's equality: integers by value across their types, everything else within one type; "
-             "Error for cvmat, which has none.")
+        .def(
+            "serialize",
+            [](const Variant& value, Endian endian) {
+                return writtenBytes(value.sizeofT_imp(), [&](char* data) { value.serialize_imp(endian, data); });
+            },
+            "endian"_a, "The byte form in the given byte order, as bytes.")
+        .def_static(
+            "deserialize",
+            [](const Text& name, py::handle data, Endian endian) {
+                const ByteInput input(data);
+                size_t used = 0;
+                std::shared_ptr<Variant> value;
+                {
+                    const ReleasedFor released(input.size());
+                    value = Variant::deserialize(name.bytes, endian, input.data(), input.size(), used);
+                }
+                return py::make_tuple(std::move(value), used);
+            },
+            "name"_a, "data"_a, "endian"_a,
+            "Reads one value of the registered type name from any bytes-like object, never past its "
+            "end; returns (value, bytes used), (None, 0) for 'void'. Bytes that end early or hold an "
+            "implausible count raise Error.")
+        .def(
+            "__eq__",
+            [](const std::shared_ptr<Variant>& self, const std::shared_ptr<Variant>& other) {
+                return self->equal_imp(other);
+            },
+            py::is_operator(),
+            "The library's equality: integers by value across their types, everything else within one type; "
+            "Error for cvmat, which has none.")
         .def("__repr__", &reprOf)
-        .def("__bool__",
-             [](const std::shared_ptr<Variant>& self) {
-                 if (self->isArithmetic()) return self->toBool();
-                 if (self->isContainer()) return py::len(sequenceOf(self)) > 0;
-                 const auto* text = self->getIf<std::string>();
-                 return text == nullptr || !text->empty();
-             },
-             "A number's truth; whether a vector, list or string has anything; True for the rest.")
-        .def("__int__", [](const Variant& self) { return py::int_(numberOf(self, false, "int()")); },
-             "A number value as an int (a float truncated).")
-        .def("__index__", [](const Variant& self) { return py::int_(numberOf(self, true, "index()")); },
-             "A bool, char or integer value as an int.")
-        .def("__float__", [](const Variant& self) { return py::float_(numberOf(self, false, "float()")); },
-             "A number value as a float.")
-        .def("__len__", [](const std::shared_ptr<Variant>& self) { return py::len(sequenceOf(self)); },
-             "The number of items of a vector or list value.")
-        .def("__iter__", [](const std::shared_ptr<Variant>& self) { return py::iter(sequenceOf(self)); },
-             "Iterates over the items of a vector or list value.")
-        .def("__getitem__",
-             [](const std::shared_ptr<Variant>& self, py::handle index) -> py::object { return sequenceOf(self)[index]; },
-             "index"_a, "An item (or a slice) of a vector or list value, as numpy or a list gives it.")
+        .def(
+            "__bool__",
+            [](const std::shared_ptr<Variant>& self) {
+                if (self->isArithmetic()) return self->toBool();
+                if (self->isContainer()) return py::len(sequenceOf(self)) > 0;
+                const auto* text = self->getIf<std::string>();
+                return text == nullptr || !text->empty();
+            },
+            "A number's truth; whether a vector, list or string has anything; True for the rest.")
+        .def(
+            "__int__", [](const Variant& self) { return py::int_(numberOf(self, false, "int()")); },
+            "A number value as an int (a float truncated).")
+        .def(
+            "__index__", [](const Variant& self) { return py::int_(numberOf(self, true, "index()")); },
+            "A bool, char or integer value as an int.")
+        .def(
+            "__float__", [](const Variant& self) { return py::float_(numberOf(self, false, "float()")); },
+            "A number value as a float.")
+        .def(
+            "__len__", [](const std::shared_ptr<Variant>& self) { return py::len(sequenceOf(self)); },
+            "The number of items of a vector or list value.")
+        .def(
+            "__iter__", [](const std::shared_ptr<Variant>& self) { return py::iter(sequenceOf(self)); },
+            "Iterates over the items of a vector or list value.")
+        .def(
+            "__getitem__",
+            [](const std::shared_ptr<Variant>& self, py::handle index) -> py::object {
+                return sequenceOf(self)[index];
+            },
+            "index"_a, "An item (or a slice) of a vector or list value, as numpy or a list gives it.")
         .def(
             "__array__",
             [](const std::shared_ptr<Variant>& self, py::object dtype, py::object copy) {

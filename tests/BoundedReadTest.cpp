@@ -45,16 +45,22 @@ Form record(const R& value) {
 std::vector<Form> forms() {
     cv::Mat image(2, 3, CV_16UC2);
     cv::randu(image, 0, 60000);
-    return {held("string", hold(std::string("abc"))),          held("vecint16", hold(std::vector<short>{1, -2, 3})),
-            held("listbool", hold(std::list<bool>{true, false})), held("listdouble", hold(std::list<double>{1.5, -2})),
+    return {held("string", hold(std::string("abc"))),
+            held("vecint16", hold(std::vector<short>{1, -2, 3})),
+            held("listbool", hold(std::list<bool>{true, false})),
+            held("listdouble", hold(std::list<double>{1.5, -2})),
             held("vecstring", hold(std::vector<std::string>{"a", "", "bc"})),
-            held("cvmat", hold(image)),                           held("cvrect", hold(cv::Rect(1, -2, 3, 4))),
+            held("cvmat", hold(image)),
+            held("cvrect", hold(cv::Rect(1, -2, 3, 4))),
             held("veccvmat", hold(std::vector<cv::Mat>{image, cv::Mat()})),
             record(MarkedFloat(2.5f, MarkedFloat::Overrange)),
             record(MeasPoint(7, 8, hold(std::vector<std::string>{"x", "yz"}))),
-            record(Version(1, 2, 3)),                             record(VersionExtended(1, 2, 3, 4)),
-            record(zarvo::ProbeValue(1.5f, -2, 3)),               record(zarvo::CalibrationInfo(1, "CERT", 5, 6, 7)),
-            record(zarvo::DeviceInfo(1, 2, 3, 4, "2026-11-23")),  record(zarvo::DeviceInfo2(1, 2, 3, 4, 5, "2026")),
+            record(Version(1, 2, 3)),
+            record(VersionExtended(1, 2, 3, 4)),
+            record(zarvo::ProbeValue(1.5f, -2, 3)),
+            record(zarvo::CalibrationInfo(1, "CERT", 5, 6, 7)),
+            record(zarvo::DeviceInfo(1, 2, 3, 4, "2026-11-23")),
+            record(zarvo::DeviceInfo2(1, 2, 3, 4, 5, "2026")),
             record(zarvo::MaterialNumber::fromString("1234 5678 90"))};
 }
 
@@ -134,8 +140,8 @@ TEST(BoundedRead, HostileFormsFromFuzzing) {
         std::string name, bytes, message;  // message empty: the bytes read back as written
     } forms[] = {
         // A zero size means no elements, though the other sizes multiply past what memory holds.
-        {"cvmat", hex("04 00 00 00 ff ff ff 7f ff ff ff 7f ff ff ff 7f 00 00 00 00 00 00 00 00 01 00 00 00 01 00 00 00"),
-         ""},
+        {"cvmat",
+         hex("04 00 00 00 ff ff ff 7f ff ff ff 7f ff ff ff 7f 00 00 00 00 00 00 00 00 01 00 00 00 01 00 00 00"), ""},
         {"point", point, "MEAS POINT holds no value: its type void has none"},
         {"area", area, "MEAS AREA mean value holds no value: its type void has none"},
         {"vecstring", hex("ff ff ff ff 01 00 00 00 61 00 00 00 00"),
@@ -149,12 +155,15 @@ TEST(BoundedRead, HostileFormsFromFuzzing) {
                 const char* data = form.bytes.data();
                 if (form.name == "point")
                     return recordBytes(bounded ? MeasPoint::deserialize(no_swap, data, form.bytes.size(), size)
-                                               : MeasPoint::deserialize(no_swap, data, size), no_swap);
+                                               : MeasPoint::deserialize(no_swap, data, size),
+                                       no_swap);
                 if (form.name == "area")
                     return recordBytes(bounded ? MeasArea::deserialize(no_swap, data, form.bytes.size(), size)
-                                               : MeasArea::deserialize(no_swap, data, size), no_swap);
+                                               : MeasArea::deserialize(no_swap, data, size),
+                                       no_swap);
                 return bytesOf(*(bounded ? Variant::deserialize(form.name, no_swap, data, form.bytes.size(), size)
-                                         : Variant::deserialize(form.name, no_swap, data, size)), no_swap);
+                                         : Variant::deserialize(form.name, no_swap, data, size)),
+                               no_swap);
             };
             if (form.message.empty()) EXPECT_EQ(read(), form.bytes) << form.name;
             else EXPECT_EQ(messageOf(read), form.message) << form.name;

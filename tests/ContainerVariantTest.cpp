@@ -29,20 +29,22 @@ TEST(ContainerVariant, ByteAndTextFormsRefusalsAndEquality) {
     EXPECT_EQ(size, 16u);
 
     const std::pair<std::shared_ptr<Variant>, const char*> written[] = {
-        {hold(std::vector<int>{1, 2, 3}), "1;2;3;"},         {hold(std::list<bool>{true, false}), "1;0;"},
-        {hold(std::vector<unsigned char>{200, 7}), "200;7;"}, {hold(std::vector<double>{0.5, -1e300}), "0.5;-1e+300;"},
-        {hold(std::list<int>{}), ""},                         {hold(std::list<char>{'a', ';'}), "a;;;"}};
+        {hold(std::vector<int>{1, 2, 3}), "1;2;3;"},
+        {hold(std::list<bool>{true, false}), "1;0;"},
+        {hold(std::vector<unsigned char>{200, 7}), "200;7;"},
+        {hold(std::vector<double>{0.5, -1e300}), "0.5;-1e+300;"},
+        {hold(std::list<int>{}), ""},
+        {hold(std::list<char>{'a', ';'}), "a;;;"}};
     for (const auto& [value, text] : written) EXPECT_EQ(value->toString(), text);
     // Type, text read, the text of what was read.
-    const char* read[][3] = {{"vecint32", "1;2;3;4", "1;2;3;"}, {"listint32", "7", ""},
+    const char* read[][3] = {{"vecint32", "1;2;3;4", "1;2;3;"},  {"listint32", "7", ""},
                              {"vecint16", "0x10;16;", "16;16;"}, {"vecuint32", ";;", "0;0;"},
-                             {"liststring", ";;", ";;"},        {"vecstring", "a;b;c;", "a;b;c;"},
-                             {"string", " x;y ", " x;y "},      {"vecfloat", "", ""}};
+                             {"liststring", ";;", ";;"},         {"vecstring", "a;b;c;", "a;b;c;"},
+                             {"string", " x;y ", " x;y "},       {"vecfloat", "", ""}};
     for (const auto& [type, text, back] : read) EXPECT_EQ(Variant::fromString(type, text)->toString(), back) << type;
     EXPECT_EQ(Variant::fromString("listchar", "a;;;")->value<std::list<char>>().size(), 3u);
 
-    EXPECT_EQ(messageOf([] { hold(std::string("42"))->toInt32(); }),
-              "std::string is not convertible to int");
+    EXPECT_EQ(messageOf([] { hold(std::string("42"))->toInt32(); }), "std::string is not convertible to int");
     EXPECT_THROW(hold(std::vector<int>{})->toInt32(), zarvo::Exception);
     EXPECT_EQ(std::string(getStringFromType(typeid(const char*))), "string");
 

@@ -69,7 +69,8 @@ TEST(Curator, SetConvertsValidatesAnnouncesAndRefuses) {
     const std::pair<std::function<void()>, std::string> refusals[] = {
         {[&] { curator.set(nullptr); }, "Data can not be set to an empty pointer - use invalidate to clear data!"},
         {[&] { curator.set(hold(2.5)); },
-         "Datatype of new data does not match and no conversion is available! \ncurator type:int variable type: double"},
+         "Datatype of new data does not match and no conversion is available! \ncurator type:int variable type: "
+         "double"},
         {[&] { curator.getConverted(typeid(double)); },
          "Data types does not match and there is no converter avaiable!"},
         {[&] { curator.setConverter([](auto&, auto&) { return nullptr; }), curator.set(hold(2.5)); },

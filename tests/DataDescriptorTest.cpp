@@ -29,8 +29,14 @@ TEST(DataDescriptor, FlagsOptionsAndRange) {
         {[&] { item->setAccessParameters(false, false, false, true); }, "r--c"},
         {[&] { item->setAccessParameters(false, true, false, true); }, "rw-c"},
         {[&] { item->setAccessParameters(true, true, true, false); }, "rwn-"},
-        {[&] { item->setDescriptorOptions(options({{"ReadAccess", hold(false)}})); }, "-wn-"},
-        {[&] { item->setDescriptorOptions(options({{"WriteAccess", hold(false)}, {"Max", hold(10)}})); }, "--n-"},
+        {[&] {
+             item->setDescriptorOptions(options({{"ReadAccess", hold(false)}}));
+         },
+         "-wn-"},
+        {[&] {
+             item->setDescriptorOptions(options({{"WriteAccess", hold(false)}, {"Max", hold(10)}}));
+         },
+         "--n-"},
         {[&] { item->setDescriptorOptions(Storage()); }, "--n-"}};  // no access options: the flags stay
     for (const auto& [step, expected] : steps) {
         step();
@@ -57,7 +63,9 @@ TEST(DataDescriptor, GroupsNamesAndPrint) {
 
     // An empty member is refused before any parent changes.
     const auto c = DataDescriptor::makeItem("c", "int8");
-    EXPECT_EQ(failureOf([&] { DataDescriptor::makeGroup("h", {c, nullptr}); }),
+    EXPECT_EQ(failureOf([&] {
+                  DataDescriptor::makeGroup("h", {c, nullptr});
+              }),
               "empty member in group: h|zarvo::exp::DataGroupDescriptor::DataGroupDescriptor");
     EXPECT_EQ(failureOf([&] { g->addMember(nullptr); }),
               "empty member in group: g|zarvo::exp::DataGroupDescriptor::addMember");
@@ -72,8 +80,8 @@ TEST(DataDescriptor, GroupsNamesAndPrint) {
     const Group root = DataDescriptor::makeGroup("root", {g});
     const auto single = DataDescriptor::makeItem("single", "bool");
     const std::tuple<const DataDescriptor*, const char*, const char*, const char*> names[] = {
-        {b.get(), "", "/", "g.b"},   {g.get(), "", "/", "g"},           {root.get(), "", "/", "root"},
-        {b.get(), "x", "/", "g.b/x"}, {g.get(), "x", "::", "g::x"},      {single.get(), "", ".", "single"},
+        {b.get(), "", "/", "g.b"},    {g.get(), "", "/", "g"},      {root.get(), "", "/", "root"},
+        {b.get(), "x", "/", "g.b/x"}, {g.get(), "x", "::", "g::x"}, {single.get(), "", ".", "single"},
         {single.get(), "x", ".", "x"}};
     for (const auto& [item, tail, separator, expected] : names)
         EXPECT_EQ(DataDescriptor::getFullQualifiedItemName(item, tail, separator), expected) << expected;
@@ -87,8 +95,9 @@ TEST(DataDescriptor, GroupsNamesAndPrint) {
     testing::internal::CaptureStdout();
     empty->print(">");
     device->print("");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "serial  =  int\nGroup: optics\n   focus  =  double\n   Group: empty\n"
-                                                      "\n\nmode  =  std::string\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "serial  =  int\nGroup: optics\n   focus  =  double\n   Group: empty\n"
+              "\n\nmode  =  std::string\n");
 
     // An item of the storage type counts as a group: its line comes, then the failure.
     static const TypeObject_<Storage> storageType("storage");

@@ -80,7 +80,14 @@ TEST(DataStorage, ContainsEqualityAndByteForm) {
     Storage s;
     s.insert("a", hold(1));
     const std::shared_ptr<Variant> holder = hold(s);
-    const std::string swapped("\0\0\0\0\0\0\0\1" "\0\0\0\1" "a" "\0\0\0\5" "int32" "\0\0\0\1", 26);
+    const std::string swapped(
+        "\0\0\0\0\0\0\0\1"
+        "\0\0\0\1"
+        "a"
+        "\0\0\0\5"
+        "int32"
+        "\0\0\0\1",
+        26);
     EXPECT_EQ(bytesOf(*holder, no_swap),
               hex("01 00 00 00 00 00 00 00 01 00 00 00") + "a" + hex("05 00 00 00") + "int32" + hex("01 00 00 00"));
     EXPECT_EQ(bytesOf(*holder, swap), swapped);

@@ -28,8 +28,7 @@ TEST(Exception, ReadableTypeNames) {
     const std::pair<const std::type_info&, const char*> table[] = {
         {typeid(unsigned int), "unsigned int"},
         {typeid(std::string), "std::string"},
-        {typeid(std::map<std::string, std::vector<std::string>>),
-         "std::map<std::string, std::vector<std::string>>"},
+        {typeid(std::map<std::string, std::vector<std::string>>), "std::map<std::string, std::vector<std::string>>"},
         {typeid(zarvo::testing_::Box<std::string>), "zarvo::testing_::Box<std::string>"}};
     for (const auto& [type, name] : table) EXPECT_EQ(zarvo::Exception::typeName(type), name);
 }
@@ -39,7 +38,9 @@ TEST(Exception, PrintableEscapesControlCharacters) {
         {"plain \\x1b text", "plain \\x1b text"},
         {"a\nb\rc\td", "a\\nb\\rc\\td"},
         {std::string("\x1b[2J\x7f\0", 6), "\\x1b[2J\\x7f\\x00"},
-        {"\xc2\x9b" "1m \xc2\xa0 \xc3\xa9", "\\u009b1m \xc2\xa0 \xc3\xa9"}};  // C1 escaped, other UTF-8 kept
+        {"\xc2\x9b"
+         "1m \xc2\xa0 \xc3\xa9",
+         "\\u009b1m \xc2\xa0 \xc3\xa9"}};  // C1 escaped, other UTF-8 kept
     for (const auto& [text, shown] : table) {
         EXPECT_EQ(zarvo::Exception::printable(text), shown);
         EXPECT_EQ(zarvo::Exception::printable(shown), shown);

@@ -27,8 +27,18 @@ TEST(Frame, SharingCopyingMetadataAndEmptiness) {
     const std::tuple<std::function<Frame(Frame&)>, bool, bool, bool> operations[] = {
         {[](Frame& f) { return Frame(f); }, false, true, true},
         {[](Frame& f) { return f.getSharedDataCopy(); }, true, true, true},
-        {[](Frame& f) { Frame t = tagged(image(2), "old"); t = f; return t; }, false, true, true},
-        {[](Frame& f) { Frame t = tagged(image(2), "old"); t = std::move(f); return t; }, true, false, true},
+        {[](Frame& f) {
+             Frame t = tagged(image(2), "old");
+             t = f;
+             return t;
+         },
+         false, true, true},
+        {[](Frame& f) {
+             Frame t = tagged(image(2), "old");
+             t = std::move(f);
+             return t;
+         },
+         true, false, true},
         {[](Frame& f) { return Frame(std::move(f)); }, true, true, false}};
     for (const auto& [operation, shares, sourceKeeps, copied] : operations) {
         cv::Mat pixels = image();

@@ -4,7 +4,7 @@
 using namespace zarvo::exp;
 
 TEST(GroupDiscriminator, SplitsAtTheFirstSeparatorOnly) {
-    const char* table[][4] = {{"", "", "", ""},         {"abc", "abc", "", ""}, {"a.b", "a", "b", "g"},
+    const char* table[][4] = {{"", "", "", ""},           {"abc", "abc", "", ""}, {"a.b", "a", "b", "g"},
                               {"a.b.c", "a", "b.c", "g"}, {".a", "", "a", "g"},   {"a.", "a", "", "g"},
                               {".", "", "", "g"},         {"..", "", ".", "g"}};
     for (const auto& [name, id, subId, group] : table) {

@@ -32,10 +32,12 @@ TEST(DeviceInfo, ProbeValueAndBothDeviceGenerations) {
                 crossed.getDeviceType() == 0x0A0B0C0Du && crossed.getProductionDate() == "2024-01-31");
     EXPECT_EQ(readBack<DeviceInfo>(recordBytes(second, swap), swap).getBoardIndex(), 0x0F0E);
 
-    EXPECT_EQ(first.toString(), "DeviceSerial:    72623859790382856\nBoardSerial:     9\nBoardType:       168496141\n"
-                                "ProductionDate:  2024-01-31\nBoardIndex:      3599");
-    EXPECT_EQ(second.toString(), "DeviceSerial:   72623859790382856\nBoardSerial:    9\nDeviceType:     168496141\n"
-                                 "ProductionDate: 2024-01-31\nBoardIndex:     15\nPlacementIndex: 14");
+    EXPECT_EQ(first.toString(),
+              "DeviceSerial:    72623859790382856\nBoardSerial:     9\nBoardType:       168496141\n"
+              "ProductionDate:  2024-01-31\nBoardIndex:      3599");
+    EXPECT_EQ(second.toString(),
+              "DeviceSerial:   72623859790382856\nBoardSerial:    9\nDeviceType:     168496141\n"
+              "ProductionDate: 2024-01-31\nBoardIndex:     15\nPlacementIndex: 14");
     EXPECT_EQ(DeviceInfo().toString(),
               "DeviceSerial:    0\nBoardSerial:     0\nBoardType:       0\nProductionDate:  \nBoardIndex:      0");
 }

@@ -34,9 +34,9 @@ TEST(MarkedFloat, WordsOfConstructorSettersAndPredicates) {
     EXPECT_EQ(wordOf(M(of<float>(0x3F800007), M::Valid)), 0x3F800006u);
     for (int notMember : {2, 6, 8, -1}) EXPECT_EQ(wordOf(mark(of<float>(0x3F800007), notMember)), 0x3F800007u);
     const std::pair<void (M::*)(), std::uint32_t> steps[] = {
-        {&M::setValid, 0x3F800004},   {&M::setUnderrange, 0x3F800003}, {&M::setValid, 0x3F800002},
-        {&M::setOtherMark, 0x3F800001}, {&M::setInvalid, 0x3F800007}, {&M::setEmpty, 0x7FC00007},
-        {&M::setValid, 0x7FC00006},   {&M::setInvalid, 0x7FC00007},    {&M::setOverrange, 0x7FC00005}};
+        {&M::setValid, 0x3F800004},     {&M::setUnderrange, 0x3F800003}, {&M::setValid, 0x3F800002},
+        {&M::setOtherMark, 0x3F800001}, {&M::setInvalid, 0x3F800007},    {&M::setEmpty, 0x7FC00007},
+        {&M::setValid, 0x7FC00006},     {&M::setInvalid, 0x7FC00007},    {&M::setOverrange, 0x7FC00005}};
     const char* predicates[] = {"100000", "010100", "100000", "010001", "010000",
                                 "011000", "100000", "011000", "010010"};
     M value(1.0f, M::Overrange);
@@ -91,34 +91,41 @@ TEST(MarkedFloat, ComparisonsClippingAndRangeCheck) {
 
     // Value, minimum, maximum, in range, the word after the check.
     const std::tuple<M, float, float, bool, std::uint32_t> checks[] = {
-        {mark(5.0f, 5), 0, 10, true, wordOf(5.0f) | 4},   {mark(11.0f, 0), 0, 10, false, wordOf(11.0f) | 5},
-        {mark(-1.0f, 0), 0, 10, false, wordOf(-1.0f) | 3}, {mark(10.0f, 0), 0, 10, true, wordOf(10.0f)},
-        {mark(0.0f, 0), 0, 0, true, 0},                    {M(), 0, NAN, true, 0x7FC00006}};
+        {mark(5.0f, 5), 0, 10, true, wordOf(5.0f) | 4},
+        {mark(11.0f, 0), 0, 10, false, wordOf(11.0f) | 5},
+        {mark(-1.0f, 0), 0, 10, false, wordOf(-1.0f) | 3},
+        {mark(10.0f, 0), 0, 10, true, wordOf(10.0f)},
+        {mark(0.0f, 0), 0, 0, true, 0},
+        {M(), 0, NAN, true, 0x7FC00006}};
     for (auto [value, minimum, maximum, inRange, after] : checks)
         EXPECT_TRUE(value.checkRange(minimum, maximum) == inRange && wordOf(value) == after) << after;
     M value;
     const char* thrown = "";
     try {
         value.checkRange(2, 1);
-    } catch (const char* message) {
-        thrown = message;
-    }
+    } catch (const char* message) { thrown = message; }
     EXPECT_TRUE(std::string(thrown) == "Minimum greater than maximum." && wordOf(value) == 0x7FC00007u);
 }
 
 TEST(MarkedFloat, LegacyWireAndTextForms) {
     // Code, what fromLegacy leaves, what the constructor with Legacy leaves.
-    const std::uint32_t rows[][3] = {
-        {0x81, 0x85, 0x7F7FFFFD},         {0x82, 0x83, 0xFF7FFFFB},         {0x83, 0x7FC00007, 0x7FC00007},
-        {0x84, 0x7FC00007, 0x7FC00007},   {0x85, 0x7FC00007, 0x7FC00007},   {0x8A, 0x7FC00007, 0x7FC00007},
-        {0xFFFFFFFF, 0x7FC00007, 0x7FC00007}, {0x40490FDB, 0x40490FDA, 0x40490FDA}, {0x86, 0x86, 0x86}};
+    const std::uint32_t rows[][3] = {{0x81, 0x85, 0x7F7FFFFD},
+                                     {0x82, 0x83, 0xFF7FFFFB},
+                                     {0x83, 0x7FC00007, 0x7FC00007},
+                                     {0x84, 0x7FC00007, 0x7FC00007},
+                                     {0x85, 0x7FC00007, 0x7FC00007},
+                                     {0x8A, 0x7FC00007, 0x7FC00007},
+                                     {0xFFFFFFFF, 0x7FC00007, 0x7FC00007},
+                                     {0x40490FDB, 0x40490FDA, 0x40490FDA},
+                                     {0x86, 0x86, 0x86}};
     for (const auto& [code, read, constructed] : rows) {
         M value(3.0f, M::Underrange);
         value.fromLegacy(of<float>(code));
         EXPECT_TRUE(wordOf(value) == read && wordOf(M(of<float>(code), M::Legacy)) == constructed) << std::hex << code;
     }
-    const std::pair<M, std::uint32_t> written[] = {{mark(1.0f, 5), 0x81}, {mark(1.0f, 3), 0x82}, {mark(1.0f, 7), 0x84},
-                                                   {M(), 0x85}, {mark(1.0f, 1), 0x8A}, {of(0x40000006), 0x40000006}};
+    const std::pair<M, std::uint32_t> written[] = {{mark(1.0f, 5), 0x81}, {mark(1.0f, 3), 0x82},
+                                                   {mark(1.0f, 7), 0x84}, {M(), 0x85},
+                                                   {mark(1.0f, 1), 0x8A}, {of(0x40000006), 0x40000006}};
     for (const auto& [value, code] : written) EXPECT_EQ(wordOf(value.toLegacy()), code);
 
     const M value = of(0x7FC12345);  // the wire form keeps marks and NaN payload
@@ -131,21 +138,26 @@ TEST(MarkedFloat, LegacyWireAndTextForms) {
     for (const M& v : {M(), mark(1.5f, 3), mark(1.5f, 5), mark(1.5f, 1), mark(1.5f, 7), mark(1.5f, 0)})
         texts << v.toString() << "|" << v << ";";
     texts << std::setprecision(9) << M(1.0f, M::Overrange);
-    EXPECT_EQ(texts.str(), "nan (Empty)|nan (Empty);1.5 (Underrange)|1.5 (Underrange);1.5 (Overrange)|1.5 (Overrange);"
-                           "1.5 (OtherMark)|1.5;1.5 (Invalid)|1.5;1.5|1.5;1.0000006 (Overrange)");
+    EXPECT_EQ(texts.str(),
+              "nan (Empty)|nan (Empty);1.5 (Underrange)|1.5 (Underrange);1.5 (Overrange)|1.5 (Overrange);"
+              "1.5 (OtherMark)|1.5;1.5 (Invalid)|1.5;1.5|1.5;1.0000006 (Overrange)");
     EXPECT_EQ(wordOf(M::fromString(" 2.5 (Underrange)")), wordOf(2.5f));
 
     // What each text leaves in a target that held an overrange 9: a failed read keeps
     // the number read (0 for none) with no mark written.
     const std::string invalid = "Invalid characters detected", marker = "Unable to decode marker";
-    const std::tuple<const char*, std::string, std::uint32_t> reads[] = {
-        {"2.5", "", wordOf(2.5f)},
-        {"2.5 (Overrange)", "", wordOf(2.5f) | 5},      {"2.5 (Underrange)x", "", wordOf(2.5f) | 3},
-        {"2.5 (OtherMark) tail", "", wordOf(2.5f) | 1}, {"2.5 (Invalid)", "", wordOf(2.5f) | 7},
-        {"2.5 (Empty)abc", "", 0x7FC00007},             {"", "", wordOf(9.0f) | 4},
-        {"2.5x", invalid, wordOf(2.5f)},                {"2.5\n(Overrange)", invalid, wordOf(2.5f)},
-        {"abc", invalid, 0},
-        {"1.0000001 x(Empty)", marker, 0x3F800001},     {"2.5 ", marker, wordOf(2.5f)}};
+    const std::tuple<const char*, std::string, std::uint32_t> reads[] = {{"2.5", "", wordOf(2.5f)},
+                                                                         {"2.5 (Overrange)", "", wordOf(2.5f) | 5},
+                                                                         {"2.5 (Underrange)x", "", wordOf(2.5f) | 3},
+                                                                         {"2.5 (OtherMark) tail", "", wordOf(2.5f) | 1},
+                                                                         {"2.5 (Invalid)", "", wordOf(2.5f) | 7},
+                                                                         {"2.5 (Empty)abc", "", 0x7FC00007},
+                                                                         {"", "", wordOf(9.0f) | 4},
+                                                                         {"2.5x", invalid, wordOf(2.5f)},
+                                                                         {"2.5\n(Overrange)", invalid, wordOf(2.5f)},
+                                                                         {"abc", invalid, 0},
+                                                                         {"1.0000001 x(Empty)", marker, 0x3F800001},
+                                                                         {"2.5 ", marker, wordOf(2.5f)}};
     for (const auto& [text, message, left] : reads) {
         M target(9.0f, M::Overrange);
         std::istringstream stream(text);

@@ -15,9 +15,7 @@ std::string outcome(F&& make) {
     try {
         const MaterialNumber number = make();
         return number.toString() + (number.hasIdent() ? "|ident" : "|");
-    } catch (const std::exception& e) {
-        return typeid(e).name() + std::string(": ") + e.what();
-    }
+    } catch (const std::exception& e) { return typeid(e).name() + std::string(": ") + e.what(); }
 }
 
 const std::string kLength = "St12length_error: Unexpected length of Materialnumber ";
@@ -29,20 +27,28 @@ const std::string kNotSupported = "St13runtime_error: not supported - feel free 
 
 TEST(MaterialNumber, InputsTypesCutFormsAndBytes) {
     const std::pair<const char*, std::string> texts[] = {
-        {"1234 5678", "1234 5678|"},           {"1234 5678 90", "1234 5678 90|ident"},
-        {"12345678", kLength + "12345678"},     {"1234 56789", kLength + "1234 56789"},
-        {"12 34 5678", kLength + "12 34 5678"}, {"", kLength},
+        {"1234 5678", "1234 5678|"},
+        {"1234 5678 90", "1234 5678 90|ident"},
+        {"12345678", kLength + "12345678"},
+        {"1234 56789", kLength + "1234 56789"},
+        {"12 34 5678", kLength + "12 34 5678"},
+        {"", kLength},
         {"123456789", kInvaild + "a blank character: 123456789"},
         {"123 45678", kInvaild + "Format like XXXX XXXX: 123 45678"},
         {"1234 5 78 90", kInvalid + "two blank characters: 1234 5 78 90"},
         {"1234 567 890", kInvalid + "Format like XXXX XXXX XX: 1234 567 890"},
-        {"1234-5678", "St16invalid_argument: Materialnumber contains invalid characters, make sure only the following "
-                      "characters are used: 0123456789 "}};  // characters are checked before the format
+        {"1234-5678",
+         "St16invalid_argument: Materialnumber contains invalid characters, make sure only the following "
+         "characters are used: 0123456789 "}};  // characters are checked before the format
     for (const auto& [text, expected] : texts)
         EXPECT_EQ(outcome([&] { return MaterialNumber::fromString(text); }), expected);
     const std::pair<std::uint64_t, std::string> numbers[] = {
-        {999, kLength + "999"},              {1000, "0000 1000|"},         {99999999, "9999 9999|"},
-        {100000000, "0100 0000 00|ident"},   {9999999999, "9999 9999 99|ident"}, {10000000000, kLength + "10000000000"},
+        {999, kLength + "999"},
+        {1000, "0000 1000|"},
+        {99999999, "9999 9999|"},
+        {100000000, "0100 0000 00|ident"},
+        {9999999999, "9999 9999 99|ident"},
+        {10000000000, kLength + "10000000000"},
         {std::numeric_limits<std::uint64_t>::max(), kLength + "-1"}};  // taken as signed
     for (const auto& [number, expected] : numbers)
         EXPECT_EQ(outcome([&] { return MaterialNumber(number, MaterialNumber::numeric); }), expected) << number;
@@ -76,8 +82,9 @@ TEST(MaterialNumber, InputsTypesCutFormsAndBytes) {
         size_t open = 0, bounded = 0;
         const char* data = read.bytes.data();
         EXPECT_EQ(outcome([&] { return MaterialNumber::deserialize(zarvo::exp::no_swap, data, open); }), read.result);
-        EXPECT_EQ(outcome([&] { return MaterialNumber::deserialize(zarvo::exp::no_swap, data, read.bytes.size(), bounded); }),
-                  read.result);
+        EXPECT_EQ(
+            outcome([&] { return MaterialNumber::deserialize(zarvo::exp::no_swap, data, read.bytes.size(), bounded); }),
+            read.result);
         EXPECT_TRUE(open == read.used && bounded == read.used) << read.result;
     }
 }

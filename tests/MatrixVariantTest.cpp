@@ -48,9 +48,11 @@ TEST(MatrixVariant, GeometryNoSwapRuleAndTextRefusals) {
     EXPECT_EQ(Variant::fromString("cvpoint", "12:-3")->toString(), "12:-3");
     EXPECT_EQ(bytesOf(*hold(std::vector<cv::Mat>()), swap), std::string(4, '\0'));
 
-    const std::pair<std::shared_ptr<Variant>, std::string> refusals[] = {
-        {hold(cv::Mat(1, 1, CV_8U)), "Mat"}, {hold(cv::Size()), "cv::Size"},          {hold(cv::Point()), "cv::Point"},
-        {hold(cv::Rect()), "cv::Rect"},     {hold(std::vector<cv::Mat>(1)), "Mat"}};
+    const std::pair<std::shared_ptr<Variant>, std::string> refusals[] = {{hold(cv::Mat(1, 1, CV_8U)), "Mat"},
+                                                                         {hold(cv::Size()), "cv::Size"},
+                                                                         {hold(cv::Point()), "cv::Point"},
+                                                                         {hold(cv::Rect()), "cv::Rect"},
+                                                                         {hold(std::vector<cv::Mat>(1)), "Mat"}};
     for (const auto& [value, kind] : refusals) {
         const std::string message = kind + " only serializable for no_swap endianes|zarvo::exp::Memory::";
         const std::string bytes = bytesOf(*value, no_swap);
@@ -65,19 +67,24 @@ TEST(MatrixVariant, GeometryNoSwapRuleAndTextRefusals) {
     const auto matrices = hold(std::list<cv::Mat>(1)), image = hold(cv::Mat(2, 2, CV_8U));
     const std::pair<std::function<void()>, std::string> failures[] = {
         {[] { hold(cv::Mat())->toString(); }, "type '" + mat + "' can not be serialized to string"},
-        {[] { Variant::fromString("cvrect", "1"); },
-         "type 'cv::Rect_<int>' can not be deserialized from string"},
+        {[] { Variant::fromString("cvrect", "1"); }, "type 'cv::Rect_<int>' can not be deserialized from string"},
         {[] { hold(cv::Size())->toString(); }, "type 'cv::Size_<int>' can not be serialized to string"},
         {[] { hold(std::vector<cv::Mat>(2))->toString(); }, "type '" + mat + "' can not be serialized to string"},
         {[] { Variant::fromString("listcvmat", "a;"); }, "type '" + mat + "' can not be deserialized from string"},
         {[&] { bytesOf(*matrices, no_swap); }, "sizeT not available for this type: " + list},
-        {[&] { char buffer[64]; matrices->serialize_imp(no_swap, buffer); },
+        {[&] {
+             char buffer[64];
+             matrices->serialize_imp(no_swap, buffer);
+         },
          "type '" + list + "' can not be serialized "},
         {[&] { Variant::deserialize("listcvmat", no_swap, "", size); }, "type '" + list + "' can not be deserialized "},
         {[&] { image->equal_imp(image); }, "no comparison operator available for type: " + mat}};
     for (const auto& [action, message] : failures) EXPECT_EQ(messageOf(action), message);
     EXPECT_EQ(functionOf(errorOf(failures[0].first)), "zarvo::exp::intern::toStringTimpl");
-    EXPECT_THAT(errorOf([&] { char buffer[64]; matrices->serialize_imp(no_swap, buffer); }).where(),
+    EXPECT_THAT(errorOf([&] {
+                    char buffer[64];
+                    matrices->serialize_imp(no_swap, buffer);
+                }).where(),
                 testing::HasSubstr("zarvo::exp::Variant_<std::__cxx11::list<cv::Mat"));
     EXPECT_EQ(hold(std::list<cv::Mat>())->toString(), "");
     EXPECT_TRUE(Variant::fromString("veccvmat", "anything")->value<std::vector<cv::Mat>>().empty());

@@ -7,8 +7,17 @@ using namespace testsupport;
 
 TEST(MeasPoint, PointAndAreaForms) {
     MeasPoint point(10, 20, hold(36.5f));
-    const std::string swapped("\0\x0a\0\x14" "\0\0\0\5" "float" "\x42\x12\0\0", 17);
-    EXPECT_EQ(recordBytes(point, no_swap), std::string("\x0a\0\x14\0" "\5\0\0\0" "float" "\0\0\x12\x42", 17));
+    const std::string swapped(
+        "\0\x0a\0\x14"
+        "\0\0\0\5"
+        "float"
+        "\x42\x12\0\0",
+        17);
+    EXPECT_EQ(recordBytes(point, no_swap), std::string("\x0a\0\x14\0"
+                                                       "\5\0\0\0"
+                                                       "float"
+                                                       "\0\0\x12\x42",
+                                                       17));
     EXPECT_EQ(recordBytes(point, swap), swapped);
     EXPECT_EQ(point.toString(), "(10/20) 36.5");
     const MeasPoint back = readBack<MeasPoint>(swapped, swap);

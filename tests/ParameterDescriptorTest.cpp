@@ -24,7 +24,8 @@ TEST(ParameterDescriptor, TypesOrderMissingFunctionsAndMoves) {
 
     bool stored = false;
     ParameterDescriptorBool readOnly("r", "", "", nullptr, [] { return true; });
-    const ParameterDescriptorBool writeOnly("w", "", "", [&](bool v) { stored = v; }, nullptr);
+    const ParameterDescriptorBool writeOnly(
+        "w", "", "", [&](bool v) { stored = v; }, nullptr);
     writeOnly.setValue(readOnly.getValue());
     EXPECT_TRUE(stored);
     const std::string at = "|zarvo::exp::ParameterDescriptorBool::";
@@ -35,7 +36,8 @@ TEST(ParameterDescriptor, TypesOrderMissingFunctionsAndMoves) {
     EXPECT_EQ(messageOf([&] { readOnly.getValue(); }), "no getter available");
 
     cv::Mat seen;
-    MatParameter matIn("m", "", "", [&](cv::Mat v) { seen = v; }, nullptr);
+    MatParameter matIn(
+        "m", "", "", [&](cv::Mat v) { seen = v; }, nullptr);
     EXPECT_EQ(failureOf([&] { matIn.getValue(); }),
               "no getter available|zarvo::exp::ParameterDescriptorScalar<cv::Mat>::getValue");
     MatParameter matTarget("x", "", "", nullptr, nullptr);

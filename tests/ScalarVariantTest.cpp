@@ -19,9 +19,9 @@ TEST(ScalarVariant, ConversionsTypedReadsAndEquality) {
     v = hold(true);
     EXPECT_EQ(std::tuple(v->toDouble(), v->toUInt64(), hold(std::uint64_t(1) << 63)->toDouble()),
               std::tuple(1.0, 1u, 9223372036854775808.0));
-    EXPECT_EQ(std::tuple(hold(2.9f)->toInt32(), hold(-2.9f)->toInt32(), hold(std::nanf(""))->toBool(),
-                         hold(-0.0)->toBool()),
-              std::tuple(2, -2, true, false));
+    EXPECT_EQ(
+        std::tuple(hold(2.9f)->toInt32(), hold(-2.9f)->toInt32(), hold(std::nanf(""))->toBool(), hold(-0.0)->toBool()),
+        std::tuple(2, -2, true, false));
     v = hold(-1.0f);
     EXPECT_EQ(std::tuple(hold(300.0f)->toUInt8(), v->toUInt8(), v->toUInt64()), std::tuple(44, 255, ones));
     v = hold(3e9);  // out of range for int: a defined result, no undefined behaviour
@@ -42,12 +42,17 @@ TEST(ScalarVariant, ConversionsTypedReadsAndEquality) {
 
     const auto nan = hold(std::nanf(""));
     const std::tuple<std::shared_ptr<Variant>, std::shared_ptr<Variant>, bool> table[] = {
-        {hold(5), hold(std::uint64_t(5)), true},           {hold(-1), hold(std::int64_t(-1)), true},
+        {hold(5), hold(std::uint64_t(5)), true},
+        {hold(-1), hold(std::int64_t(-1)), true},
         {hold<signed char>(-1), hold(std::numeric_limits<std::uint64_t>::max()), true},
-        {hold<signed char>(-1), hold(4294967295u), false}, {hold(true), hold(char(1)), true},
-        {hold('A'), hold(65), true},                       {hold(1.0f), hold(1.0), false},
-        {hold(1.0f), hold(1), false},                      {nan, nan, false},
-        {hold(std::string("1")), hold(1), false},          {constant, hold(1.5f), true},
+        {hold<signed char>(-1), hold(4294967295u), false},
+        {hold(true), hold(char(1)), true},
+        {hold('A'), hold(65), true},
+        {hold(1.0f), hold(1.0), false},
+        {hold(1.0f), hold(1), false},
+        {nan, nan, false},
+        {hold(std::string("1")), hold(1), false},
+        {constant, hold(1.5f), true},
         {held, std::make_shared<Variant_<const MarkedFloat>>(MarkedFloat(1.5f, MarkedFloat::Valid)), true},
         {held, hold(1.5f), false}};
     for (const auto& [a, b, equal] : table)
@@ -56,9 +61,12 @@ TEST(ScalarVariant, ConversionsTypedReadsAndEquality) {
 
 TEST(ScalarVariant, ByteAndTextForms) {
     const std::tuple<std::shared_ptr<Variant>, const char*, const char*> table[] = {
-        {hold<short>(258), "02 01", "01 02"},    {hold(0x01020304), "04 03 02 01", "01 02 03 04"},
-        {hold(true), "01", "01"},                {hold('q'), "71", "71"},
-        {hold(1.0f), "00 00 80 3f", "3f 80 00 00"}, {hold(-2.0), "00 00 00 00 00 00 00 c0", "c0 00 00 00 00 00 00 00"},
+        {hold<short>(258), "02 01", "01 02"},
+        {hold(0x01020304), "04 03 02 01", "01 02 03 04"},
+        {hold(true), "01", "01"},
+        {hold('q'), "71", "71"},
+        {hold(1.0f), "00 00 80 3f", "3f 80 00 00"},
+        {hold(-2.0), "00 00 00 00 00 00 00 c0", "c0 00 00 00 00 00 00 00"},
         {hold(std::int64_t(0x0102030405060708)), "08 07 06 05 04 03 02 01", "01 02 03 04 05 06 07 08"}};
     for (const auto& [value, noSwap, swapped] : table)
         EXPECT_EQ(bytesOf(*value, no_swap) + "|" + bytesOf(*value, swap), hex(noSwap) + "|" + hex(swapped));
@@ -71,11 +79,20 @@ TEST(ScalarVariant, ByteAndTextForms) {
     std::ostringstream stream;
     EXPECT_TRUE(hold(0x01020304)->serialize(swap, stream) == 4 && stream.str() == "\x01\x02\x03\x04");
 
-    const char* texts[][3] = {{"int32", "0x1F", "31"},   {"int32", "10x", "16"},     {"int32", "  12 13", "12"},
-                              {"int32", "abc", "0"},     {"int32", "", "0"},         {"double", "   ", "0"},
-                              {"char", "  q", "q"},      {"char", "xy", "x"},        {"bool", "1", "1"},
-                              {"int8", "-3", "-3"},      {"uint8", "0xff", "255"},   {"double", "2.5e-3", "0.0025"},
-                              {"uint64", "18446744073709551615", "18446744073709551615"}, {"float", "0.1", "0.1"},
+    const char* texts[][3] = {{"int32", "0x1F", "31"},
+                              {"int32", "10x", "16"},
+                              {"int32", "  12 13", "12"},
+                              {"int32", "abc", "0"},
+                              {"int32", "", "0"},
+                              {"double", "   ", "0"},
+                              {"char", "  q", "q"},
+                              {"char", "xy", "x"},
+                              {"bool", "1", "1"},
+                              {"int8", "-3", "-3"},
+                              {"uint8", "0xff", "255"},
+                              {"double", "2.5e-3", "0.0025"},
+                              {"uint64", "18446744073709551615", "18446744073709551615"},
+                              {"float", "0.1", "0.1"},
                               {"double", "0.3333333333333333", "0.3333333333333333"}};
     for (const auto& [type, text, expected] : texts)
         EXPECT_EQ(Variant::fromString(type, text)->toString(), expected) << type << " " << text;

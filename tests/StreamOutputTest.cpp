@@ -1,5 +1,5 @@
-#include "zarvo/datatypes.h"
 #include "tests/TestSupport.h"
+#include "zarvo/datatypes.h"
 
 using namespace zarvo::exp;
 using namespace testsupport;
@@ -30,5 +30,6 @@ TEST(StreamOutput, ValuesRecordsAndFrames) {
         {streamed(frame), "Frame 640x480 CV_8UC3, metadata: camera, exposure"},
         {streamed(Frame()), "Frame 0x0 CV_8UC1, metadata: none"}};
     for (const auto& [text, expected] : table) EXPECT_EQ(text, expected);
-    EXPECT_TRUE(big_endian != little_endian && (little_endian == no_swap) == (__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__));
+    EXPECT_TRUE(big_endian != little_endian &&
+                (little_endian == no_swap) == (__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__));
 }

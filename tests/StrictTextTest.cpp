@@ -45,19 +45,26 @@ ZARVO_REGISTER_METATYPE(Celsius, "celsius");
 // Each accepted text gives a value whose toString is the second column.
 TEST(StrictText, AcceptsExactlyOneValue) {
     const std::tuple<const char*, std::string, std::string> table[] = {
-        {"bool", "1", "1"},           {"bool", "0", "0"},
-        {"char", ";", ";"},           {"int8", "-128", "-128"},
-        {"uint8", "255", "255"},      {"int16", "-32768", "-32768"},
+        {"bool", "1", "1"},
+        {"bool", "0", "0"},
+        {"char", ";", ";"},
+        {"int8", "-128", "-128"},
+        {"uint8", "255", "255"},
+        {"int16", "-32768", "-32768"},
         {"uint32", "4294967295", "4294967295"},
         {"int64", "-9223372036854775808", "-9223372036854775808"},
         {"uint64", "18446744073709551615", "18446744073709551615"},
-        {"float", "1.5", "1.5"},      {"float", "-inf", "-inf"},
+        {"float", "1.5", "1.5"},
+        {"float", "-inf", "-inf"},
         {"double", "1e-300", "1e-300"},
-        {"string", "", ""},           {"string", " a;b\n", " a;b\n"},
+        {"string", "", ""},
+        {"string", " a;b\n", " a;b\n"},
         {"vecint32", "1;-2;3;", "1;-2;3;"},
-        {"listbool", "", ""},         {"vecstring", "a;;b c;", "a;;b c;"},
+        {"listbool", "", ""},
+        {"vecstring", "a;;b c;", "a;;b c;"},
         {"listdouble", "0.1;nan;", "0.1;nan;"},
-        {"cvpoint", "12:-3", "12:-3"}, {"veccvmat", "", ""}};
+        {"cvpoint", "12:-3", "12:-3"},
+        {"veccvmat", "", ""}};
     for (const auto& [name, text, written] : table) {
         const auto value = Variant::parse(name, text);
         EXPECT_TRUE(value->getTypeString() == name && value->toString() == written) << name << " " << text;
@@ -70,11 +77,11 @@ TEST(StrictText, AcceptsExactlyOneValue) {
 TEST(StrictText, RefusalsNameTypeAndText) {
     const std::string longText = std::string(100, '7') + ";";
     const std::pair<const char*, std::string> table[] = {
-        {"uint8", "300"},   {"int32", "abc"}, {"int32", "12x"},  {"int32", " 12"},
-        {"int32", ""},      {"int32", "0x1F"}, {"uint16", "-1"}, {"bool", "true"},
-        {"bool", "2"},      {"char", "ab"},   {"float", "1e40"}, {"double", "1.5 "},
-        {"vecint32", "1;2;3"}, {"vecint32", "1;;"}, {"listbool", "1;true;"}, {"cvpoint", "12:"},
-        {"cvmat", ""},      {"cvrect", "1:2"}, {"veccvmat", "x;"}, {"void", "x"},
+        {"uint8", "300"},       {"int32", "abc"},      {"int32", "12x"},        {"int32", " 12"},
+        {"int32", ""},          {"int32", "0x1F"},     {"uint16", "-1"},        {"bool", "true"},
+        {"bool", "2"},          {"char", "ab"},        {"float", "1e40"},       {"double", "1.5 "},
+        {"vecint32", "1;2;3"},  {"vecint32", "1;;"},   {"listbool", "1;true;"}, {"cvpoint", "12:"},
+        {"cvmat", ""},          {"cvrect", "1:2"},     {"veccvmat", "x;"},      {"void", "x"},
         {"int32", "\x1b[2J\n"}, {"vecint32", longText}};
     const std::string messages[] = {
         "Can not read uint8 (unsigned char) from \"300\": expected a decimal whole number from 0 to 255",
@@ -90,9 +97,11 @@ TEST(StrictText, RefusalsNameTypeAndText) {
         "Can not read float from \"1e40\": expected a decimal number in the range of float",
         "Can not read double from \"1.5 \": expected a decimal number in the range of double",
         "Can not read vecint32 (std::vector<int>) from \"1;2;3\": expected elements each followed by \";\" (an "
-        "element: " + kInt32 + ")",
+        "element: " +
+            kInt32 + ")",
         "Can not read vecint32 (std::vector<int>) from \"1;;\": expected elements each followed by \";\" (an "
-        "element: " + kInt32 + ")",
+        "element: " +
+            kInt32 + ")",
         "Can not read listbool (std::list<bool>) from \"1;true;\": expected elements each followed by \";\" (an "
         "element: 0 or 1)",
         "Can not read cvpoint (cv::Point_<int>) from \"12:\": expected x:y, two whole numbers in the range of int",
@@ -114,17 +123,21 @@ TEST(StrictText, RefusalsNameTypeAndText) {
 // MarkedFloat keeps its mark; a record with fromString takes exactly what its toString
 // writes; a stream operator must read the whole text; a hand-derived entry reads leniently.
 TEST(StrictText, CallersTypes) {
-    const std::pair<const char*, const char*> accepted[] = {
-        {"markedfloat", "1.5 (Overrange)"}, {"markedfloat", "-2 (Underrange)"}, {"markedfloat", "nan (Empty)"},
-        {"markedfloat", "7 (OtherMark)"},   {"markedfloat", "0.25"},            {"version", "1.02.03"},
-        {"celsius", "21.5"}};
+    const std::pair<const char*, const char*> accepted[] = {{"markedfloat", "1.5 (Overrange)"},
+                                                            {"markedfloat", "-2 (Underrange)"},
+                                                            {"markedfloat", "nan (Empty)"},
+                                                            {"markedfloat", "7 (OtherMark)"},
+                                                            {"markedfloat", "0.25"},
+                                                            {"version", "1.02.03"},
+                                                            {"celsius", "21.5"}};
     for (const auto& [name, text] : accepted) EXPECT_EQ(Variant::parse(name, text)->toString(), text) << text;
     EXPECT_TRUE(Variant::parse("markedfloat", "1.5 (Overrange)")->value<const MarkedFloat>().isOverrange());
     EXPECT_EQ(LegacyEntry().parse("x")->toString(), "lenient x");
 
     const std::string mark = "Can not read markedfloat (zarvo::exp::MarkedFloat) from ";
-    const std::string marks = "expected a number, alone or followed by one of (Underrange), (Overrange), "
-                              "(OtherMark), (Invalid), or nan (Empty)";
+    const std::string marks =
+        "expected a number, alone or followed by one of (Underrange), (Overrange), "
+        "(OtherMark), (Invalid), or nan (Empty)";
     const std::string version = "Can not read version (zarvo::exp::Version) from ";
     const std::string celsius = "Can not read celsius ((anonymous namespace)::Celsius) from ";
     const std::string stream = "expected what its stream operator reads, to the end of the text";
@@ -134,7 +147,8 @@ TEST(StrictText, CallersTypes) {
         {"markedfloat", "1.5  (Overrange)", mark + "\"1.5  (Overrange)\": " + marks},
         {"version", "1.2.3", version + "\"1.2.3\": expected the text its toString writes"},
         {"version", "abc",
-         version + "\"abc\": expected the text its toString writes (Invalid string, cannot convert to version number !)"},
+         version +
+             "\"abc\": expected the text its toString writes (Invalid string, cannot convert to version number !)"},
         {"celsius", "21.5 ", celsius + "\"21.5 \": " + stream},
         {"celsius", "warm", celsius + "\"warm\": " + stream}};
     for (const auto& [name, text, message] : refused)

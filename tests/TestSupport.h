@@ -69,9 +69,7 @@ template <class F>
 zarvo::Exception errorOf(F&& action) {
     try {
         action();
-    } catch (const zarvo::Exception& error) {
-        return error;
-    }
+    } catch (const zarvo::Exception& error) { return error; }
     return zarvo::Exception("(no exception)", "");
 }
 

@@ -54,23 +54,52 @@ ZARVO_REGISTER_METATYPE(Reading, "testreading");
 ZARVO_REGISTER_METATYPE(Renamed, "testrenamed");
 
 // The built-in types in their order of registration, each with its readable C++ name.
-const std::pair<std::string, std::string> kBuiltins[] = {
-    {"bool", "bool"}, {"char", "char"}, {"int8", "signed char"}, {"uint8", "unsigned char"}, {"int16", "short"},
-    {"uint16", "unsigned short"}, {"int32", "int"}, {"uint32", "unsigned int"}, {"void", "void"},
-    {"vecbool", "std::vector<bool>"}, {"vecchar", "std::vector<char>"}, {"vecint8", "std::vector<signed char>"},
-    {"vecuint8", "std::vector<unsigned char>"}, {"vecint16", "std::vector<short>"},
-    {"vecuint16", "std::vector<unsigned short>"}, {"vecint32", "std::vector<int>"},
-    {"vecuint32", "std::vector<unsigned int>"}, {"listbool", "std::list<bool>"}, {"listchar", "std::list<char>"},
-    {"listint8", "std::list<signed char>"}, {"listuint8", "std::list<unsigned char>"},
-    {"listint16", "std::list<short>"}, {"listuint16", "std::list<unsigned short>"}, {"listint32", "std::list<int>"},
-    {"listuint32", "std::list<unsigned int>"}, {"int64", "long"}, {"uint64", "unsigned long"},
-    {"vecint64", "std::vector<long>"}, {"vecuint64", "std::vector<unsigned long>"}, {"listint64", "std::list<long>"},
-    {"listuint64", "std::list<unsigned long>"}, {"float", "float"}, {"vecfloat", "std::vector<float>"},
-    {"listfloat", "std::list<float>"}, {"double", "double"}, {"vecdouble", "std::vector<double>"},
-    {"listdouble", "std::list<double>"}, {"string", "std::string"}, {"vecstring", "std::vector<std::string>"},
-    {"liststring", "std::list<std::string>"}, {"cvmat", "cv::Mat"}, {"cvsize", "cv::Size_<int>"},
-    {"cvpoint", "cv::Point_<int>"}, {"cvrect", "cv::Rect_<int>"}, {"veccvmat", "std::vector<cv::Mat>"},
-    {"listcvmat", "std::list<cv::Mat>"}};
+const std::pair<std::string, std::string> kBuiltins[] = {{"bool", "bool"},
+                                                         {"char", "char"},
+                                                         {"int8", "signed char"},
+                                                         {"uint8", "unsigned char"},
+                                                         {"int16", "short"},
+                                                         {"uint16", "unsigned short"},
+                                                         {"int32", "int"},
+                                                         {"uint32", "unsigned int"},
+                                                         {"void", "void"},
+                                                         {"vecbool", "std::vector<bool>"},
+                                                         {"vecchar", "std::vector<char>"},
+                                                         {"vecint8", "std::vector<signed char>"},
+                                                         {"vecuint8", "std::vector<unsigned char>"},
+                                                         {"vecint16", "std::vector<short>"},
+                                                         {"vecuint16", "std::vector<unsigned short>"},
+                                                         {"vecint32", "std::vector<int>"},
+                                                         {"vecuint32", "std::vector<unsigned int>"},
+                                                         {"listbool", "std::list<bool>"},
+                                                         {"listchar", "std::list<char>"},
+                                                         {"listint8", "std::list<signed char>"},
+                                                         {"listuint8", "std::list<unsigned char>"},
+                                                         {"listint16", "std::list<short>"},
+                                                         {"listuint16", "std::list<unsigned short>"},
+                                                         {"listint32", "std::list<int>"},
+                                                         {"listuint32", "std::list<unsigned int>"},
+                                                         {"int64", "long"},
+                                                         {"uint64", "unsigned long"},
+                                                         {"vecint64", "std::vector<long>"},
+                                                         {"vecuint64", "std::vector<unsigned long>"},
+                                                         {"listint64", "std::list<long>"},
+                                                         {"listuint64", "std::list<unsigned long>"},
+                                                         {"float", "float"},
+                                                         {"vecfloat", "std::vector<float>"},
+                                                         {"listfloat", "std::list<float>"},
+                                                         {"double", "double"},
+                                                         {"vecdouble", "std::vector<double>"},
+                                                         {"listdouble", "std::list<double>"},
+                                                         {"string", "std::string"},
+                                                         {"vecstring", "std::vector<std::string>"},
+                                                         {"liststring", "std::list<std::string>"},
+                                                         {"cvmat", "cv::Mat"},
+                                                         {"cvsize", "cv::Size_<int>"},
+                                                         {"cvpoint", "cv::Point_<int>"},
+                                                         {"cvrect", "cv::Rect_<int>"},
+                                                         {"veccvmat", "std::vector<cv::Mat>"},
+                                                         {"listcvmat", "std::list<cv::Mat>"}};
 
 // Each entry is found by name and by type, is named readably in messages, and those with
 // a text form travel by name as bytes.
@@ -97,8 +126,7 @@ TEST(TypeObject, MissesRepeatsAndCallerTypes) {
                 !TypeObject::findP(typeid(Unregistered)));
     EXPECT_EQ(failureOf([] { TypeObject::find("Int32"); }),
               "Unknown type string: Int32" + kUnknown + "|zarvo::exp::TypeObject::find");
-    EXPECT_EQ(messageOf([] { getStringFromType(typeid(char*)); }),
-              "Unknown type id: char*");
+    EXPECT_EQ(messageOf([] { getStringFromType(typeid(char*)); }), "Unknown type id: char*");
     size_t size = 17;
     EXPECT_EQ(messageOf([&] { Variant::deserialize("nosuch", no_swap, nullptr, size); }),
               "Unknown type string: nosuch" + kUnknown);

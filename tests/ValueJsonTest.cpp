@@ -36,36 +36,54 @@ const std::string kBadBytes = "\xff|\xc3(|\xed\xa0\x80|\xf4\x90\x80\x80|\xc0\xaf
 
 // Every built-in value type, in a table that must name each of them.
 TEST(ValueJson, EveryBuiltinType) {
-    const Row rows[] = {
-        {hold(true), "true"}, {hold('"'), "\"\\\"\""}, {hold<signed char>(-128), "-128"},
-        {hold<unsigned char>(255), "255"}, {hold<short>(-32768), "-32768"}, {hold<unsigned short>(65535), "65535"},
-        {hold(-2147483647 - 1), "-2147483648"}, {hold(4294967295u), "4294967295"},
-        {hold(std::vector<bool>{true, false}), "[true,false]"},
-        {hold(std::vector<char>{'a', '\n'}), "[\"a\",\"\\u000a\"]"},
-        {hold(std::vector<signed char>{-1, 2}), "[-1,2]"}, {hold(std::vector<unsigned char>{0, 200}), "[0,200]"},
-        {hold(std::vector<short>{-3}), "[-3]"}, {hold(std::vector<unsigned short>{}), "[]"},
-        {hold(std::vector<int>{1, -3}), "[1,-3]"}, {hold(std::vector<unsigned int>{7}), "[7]"},
-        {hold(std::list<bool>{false}), "[false]"}, {hold(std::list<char>{'x'}), "[\"x\"]"},
-        {hold(std::list<signed char>{-5}), "[-5]"}, {hold(std::list<unsigned char>{5}), "[5]"},
-        {hold(std::list<short>{-6}), "[-6]"}, {hold(std::list<unsigned short>{6}), "[6]"},
-        {hold(std::list<int>{-7}), "[-7]"}, {hold(std::list<unsigned int>{7}), "[7]"},
-        {hold<std::int64_t>(std::numeric_limits<std::int64_t>::min()), "-9223372036854775808"},
-        {hold<std::uint64_t>(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615"},
-        {hold(std::vector<std::int64_t>{9007199254740993}), "[9007199254740993]"},
-        {hold(std::vector<std::uint64_t>{1}), "[1]"}, {hold(std::list<std::int64_t>{-1}), "[-1]"},
-        {hold(std::list<std::uint64_t>{2}), "[2]"}, {hold(0.1f), "0.1"}, {hold(std::nanf("")), "\"nan\""},
-        {hold(std::vector<float>{1.5f, -1e-7f}), "[1.5,-1e-07]"},
-        {hold(std::list<float>{3.4028235e38f}), "[3.4028235e+38]"},
-        {hold(0.1 + 0.2), "0.30000000000000004"}, {hold(std::vector<double>{kInf, -kInf}), "[\"inf\",\"-inf\"]"},
-        {hold(std::list<double>{-0.0}), "[-0]"}, {hold(std::string("a\\b")), "\"a\\\\b\""},
-        {hold(std::vector<std::string>{"", "\x1b"}), "[\"\",\"\\u001b\"]"},
-        {hold(std::list<std::string>{"é"}), "[\"é\"]"},
-        {hold(cv::Mat(2, 3, CV_16SC3)), "{\"shape\":[2,3,3],\"dtype\":\"int16\"}"},
-        {hold(cv::Size(640, 480)), "{\"width\":640,\"height\":480}"}, {hold(cv::Point(-1, 2)), "{\"x\":-1,\"y\":2}"},
-        {hold(cv::Rect(1, 2, 3, 4)), "{\"x\":1,\"y\":2,\"width\":3,\"height\":4}"},
-        {hold(std::vector<cv::Mat>{cv::Mat(), cv::Mat(1, 2, CV_64F)}),
-         "[{\"shape\":[0,0],\"dtype\":\"uint8\"},{\"shape\":[1,2],\"dtype\":\"float64\"}]"},
-        {hold(std::list<cv::Mat>{}), "[]"}, {nullptr, "null"}};
+    const Row rows[] = {{hold(true), "true"},
+                        {hold('"'), "\"\\\"\""},
+                        {hold<signed char>(-128), "-128"},
+                        {hold<unsigned char>(255), "255"},
+                        {hold<short>(-32768), "-32768"},
+                        {hold<unsigned short>(65535), "65535"},
+                        {hold(-2147483647 - 1), "-2147483648"},
+                        {hold(4294967295u), "4294967295"},
+                        {hold(std::vector<bool>{true, false}), "[true,false]"},
+                        {hold(std::vector<char>{'a', '\n'}), "[\"a\",\"\\u000a\"]"},
+                        {hold(std::vector<signed char>{-1, 2}), "[-1,2]"},
+                        {hold(std::vector<unsigned char>{0, 200}), "[0,200]"},
+                        {hold(std::vector<short>{-3}), "[-3]"},
+                        {hold(std::vector<unsigned short>{}), "[]"},
+                        {hold(std::vector<int>{1, -3}), "[1,-3]"},
+                        {hold(std::vector<unsigned int>{7}), "[7]"},
+                        {hold(std::list<bool>{false}), "[false]"},
+                        {hold(std::list<char>{'x'}), "[\"x\"]"},
+                        {hold(std::list<signed char>{-5}), "[-5]"},
+                        {hold(std::list<unsigned char>{5}), "[5]"},
+                        {hold(std::list<short>{-6}), "[-6]"},
+                        {hold(std::list<unsigned short>{6}), "[6]"},
+                        {hold(std::list<int>{-7}), "[-7]"},
+                        {hold(std::list<unsigned int>{7}), "[7]"},
+                        {hold<std::int64_t>(std::numeric_limits<std::int64_t>::min()), "-9223372036854775808"},
+                        {hold<std::uint64_t>(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615"},
+                        {hold(std::vector<std::int64_t>{9007199254740993}), "[9007199254740993]"},
+                        {hold(std::vector<std::uint64_t>{1}), "[1]"},
+                        {hold(std::list<std::int64_t>{-1}), "[-1]"},
+                        {hold(std::list<std::uint64_t>{2}), "[2]"},
+                        {hold(0.1f), "0.1"},
+                        {hold(std::nanf("")), "\"nan\""},
+                        {hold(std::vector<float>{1.5f, -1e-7f}), "[1.5,-1e-07]"},
+                        {hold(std::list<float>{3.4028235e38f}), "[3.4028235e+38]"},
+                        {hold(0.1 + 0.2), "0.30000000000000004"},
+                        {hold(std::vector<double>{kInf, -kInf}), "[\"inf\",\"-inf\"]"},
+                        {hold(std::list<double>{-0.0}), "[-0]"},
+                        {hold(std::string("a\\b")), "\"a\\\\b\""},
+                        {hold(std::vector<std::string>{"", "\x1b"}), "[\"\",\"\\u001b\"]"},
+                        {hold(std::list<std::string>{"é"}), "[\"é\"]"},
+                        {hold(cv::Mat(2, 3, CV_16SC3)), "{\"shape\":[2,3,3],\"dtype\":\"int16\"}"},
+                        {hold(cv::Size(640, 480)), "{\"width\":640,\"height\":480}"},
+                        {hold(cv::Point(-1, 2)), "{\"x\":-1,\"y\":2}"},
+                        {hold(cv::Rect(1, 2, 3, 4)), "{\"x\":1,\"y\":2,\"width\":3,\"height\":4}"},
+                        {hold(std::vector<cv::Mat>{cv::Mat(), cv::Mat(1, 2, CV_64F)}),
+                         "[{\"shape\":[0,0],\"dtype\":\"uint8\"},{\"shape\":[1,2],\"dtype\":\"float64\"}]"},
+                        {hold(std::list<cv::Mat>{}), "[]"},
+                        {nullptr, "null"}};
     std::set<std::string> missing;
 #define ZARVO_NAME_OF(T, name) missing.insert(name);
     ZARVO_BUILTIN_TYPES(ZARVO_NAME_OF, ZARVO_BUILTIN_SKIP)
@@ -83,8 +101,9 @@ TEST(ValueJson, StringsEscapeControlsAndStrayBytes) {
         {"a\"b\\c/", "\"a\\\"b\\\\c/\""},
         {std::string("\0\x01\x1f\x7f\xc2\x80\xc2\x9f", 8), "\"\\u0000\\u0001\\u001f\\u007f\\u0080\\u009f\""},
         {kValidUtf8, "\"" + kValidUtf8 + "\""},
-        {kBadBytes, "\"\\udcff|\\udcc3(|\\udced\\udca0\\udc80|\\udcf4\\udc90\\udc80\\udc80|\\udcc0\\udcaf|\\udc80|"
-                    "\\udce2\\udc82\""}};
+        {kBadBytes,
+         "\"\\udcff|\\udcc3(|\\udced\\udca0\\udc80|\\udcf4\\udc90\\udc80\\udc80|\\udcc0\\udcaf|\\udc80|"
+         "\\udce2\\udc82\""}};
     for (const auto& [bytes, expected] : rows) EXPECT_EQ(jsonString(bytes), expected);
 
     // json.loads, then encode with surrogateescape: the bytes again, all 256 of them among others.
@@ -93,7 +112,10 @@ TEST(ValueJson, StringsEscapeControlsAndStrayBytes) {
     const std::string path = ::testing::TempDir() + "zarvo_valuejson_" + std::to_string(getpid()) + ".json";
     std::ofstream(path, std::ios::binary) << jsonString(bytes);
     FILE* python = popen(("/usr/bin/python3 -c 'import json,sys; sys.stdout.buffer.write(json.load(open(sys.argv[1]))"
-                          ".encode(\"utf-8\", \"surrogateescape\"))' " + path).c_str(), "r");
+                          ".encode(\"utf-8\", \"surrogateescape\"))' " +
+                          path)
+                             .c_str(),
+                         "r");
     ASSERT_NE(python, nullptr);
     std::string back;
     char buffer[4096];

@@ -27,13 +27,18 @@ TEST(Version, ParsersComparisonsAndByteForms) {
     const std::string bad = "!Invalid string, cannot convert to version number !";
     const std::string refused = "!Version number invalid or empty !";
     // Text, what Version makes of it, what VersionExtended makes of it (printed).
-    const std::tuple<const char*, std::string, std::string> cases[] = {
-        {"1", bad, "1.0.0"},          {"", bad, refused},
-        {"1.2", "1.02.00", "1.2.0"},  {"1.2.3.4", "1.02.03", "1.2.3.4"},
-        {"1.02.03", "1.02.03", "1.2.3"}, {"a.b", "0.00.00", refused},
-        {"x1.2", "0.02.00", refused}, {" 7. +8.9z", "7.08.09", refused},
-        {"-1.2", "4294967295.02.00", refused}, {"...", "0.00.00", "0.0.0"},
-        {"1.2.3.4.", "1.02.03", refused}, {"1..3", "1.00.03", "1.0.3"}};
+    const std::tuple<const char*, std::string, std::string> cases[] = {{"1", bad, "1.0.0"},
+                                                                       {"", bad, refused},
+                                                                       {"1.2", "1.02.00", "1.2.0"},
+                                                                       {"1.2.3.4", "1.02.03", "1.2.3.4"},
+                                                                       {"1.02.03", "1.02.03", "1.2.3"},
+                                                                       {"a.b", "0.00.00", refused},
+                                                                       {"x1.2", "0.02.00", refused},
+                                                                       {" 7. +8.9z", "7.08.09", refused},
+                                                                       {"-1.2", "4294967295.02.00", refused},
+                                                                       {"...", "0.00.00", "0.0.0"},
+                                                                       {"1.2.3.4.", "1.02.03", refused},
+                                                                       {"1..3", "1.00.03", "1.0.3"}};
     for (const auto& [text, version, extended] : cases) {
         EXPECT_EQ(parsed<Version>(text), version) << text;
         EXPECT_EQ(parsed<VersionExtended>(text), extended) << text;

@@ -20,18 +20,18 @@ enum class Kind : std::uint8_t {
 
 /// The envelope of every message: topic, kind, and where it stands in its stream.
 struct Envelope {
-    std::string topic;            ///< The first part; subscriptions filter on its prefix.
-    Kind kind = Kind::End;        ///< What the payload is.
-    std::uint64_t sequence = 0;   ///< Per topic and sender, from 0, one up per message sent.
-    std::int64_t sendTime = 0;    ///< Nanoseconds since the Unix epoch, on the sender's clock.
-    std::uint64_t sender = 0;     ///< Id of the sending instance: a new one after each restart.
+    std::string topic;           ///< The first part; subscriptions filter on its prefix.
+    Kind kind = Kind::End;       ///< What the payload is.
+    std::uint64_t sequence = 0;  ///< Per topic and sender, from 0, one up per message sent.
+    std::int64_t sendTime = 0;   ///< Nanoseconds since the Unix epoch, on the sender's clock.
+    std::uint64_t sender = 0;    ///< Id of the sending instance: a new one after each restart.
 };
 
 /// A received or decoded message: the envelope and the one payload its kind names.
 struct Message : Envelope {
     std::shared_ptr<exp::Variant> value;    ///< Kind::Value: the value read from its byte form.
     exp::DataStorage<std::string> storage;  ///< Kind::Storage: the storage read from its byte form.
-    exp::Frame frame;  ///< Kind::Frame: metadata read, pixels over the received buffer (no copy).
+    exp::Frame frame;                       ///< Kind::Frame: metadata read, pixels over the received buffer (no copy).
 };
 
 }  // namespace zarvo::transport

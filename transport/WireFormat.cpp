@@ -95,9 +95,7 @@ void readPart(const Part& part, const char* name, Read&& read) {
     Cursor in(little_endian, part.data, part.size);
     try {
         read(in);
-    } catch (const Exception& error) {
-        ZARVO_THROW(name << " part: " << error.message());
-    }
+    } catch (const Exception& error) { ZARVO_THROW(name << " part: " << error.message()); }
     if (in.remaining() != 0)
         ZARVO_THROW(name << " part holds " << in.remaining() << " bytes behind its byte form of " << in.consumed());
 }

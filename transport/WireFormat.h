@@ -24,8 +24,8 @@ public:
     /// need to live through the call). An encoded pixel part's owner holds the frame's
     /// matrix, so its pixels are sent without a copy.
     struct Part {
-        const char* data = nullptr;          ///< The first byte.
-        std::size_t size = 0;                ///< The number of bytes.
+        const char* data = nullptr;         ///< The first byte.
+        std::size_t size = 0;               ///< The number of bytes.
         std::shared_ptr<const void> owner;  ///< Keeps the bytes alive; null if the caller does.
     };
 

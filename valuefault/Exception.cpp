@@ -10,8 +10,7 @@
 
 namespace zarvo {
 
-Exception::Exception(const std::string& message, const std::string& where)
-    : m_message(message), m_where(where) {}
+Exception::Exception(const std::string& message, const std::string& where) : m_message(message), m_where(where) {}
 
 Exception::~Exception() = default;
 
@@ -23,9 +22,7 @@ std::string Exception::whereText(const char* file, int line, const char* prettyF
 
 namespace {
 
-bool isIdentifierChar(char c) {
-    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
-}
+bool isIdentifierChar(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; }
 
 bool isKeywordAt(const std::string& text, size_t pos, const char* keyword) {
     const std::string word(keyword);
@@ -164,8 +161,8 @@ bool readableFrom(const std::string& name, size_t& pos, std::string& out) {
         for (size_t i = 0; i < arguments.size(); ++i) out += (i == 0 ? "" : ", ") + arguments[i];
         out += '>';
         static const std::string basicString = "std::basic_string<char>";
-        if (out.size() >= basicString.size() && out.compare(out.size() - basicString.size(), std::string::npos,
-                                                            basicString) == 0)
+        if (out.size() >= basicString.size() &&
+            out.compare(out.size() - basicString.size(), std::string::npos, basicString) == 0)
             out.replace(out.size() - basicString.size(), std::string::npos, "std::string");
     }
     return parentheses == 0;
@@ -175,8 +172,8 @@ bool readableFrom(const std::string& name, size_t& pos, std::string& out) {
 
 std::string Exception::typeName(const std::type_info& type) {
     int status = 0;
-    const std::unique_ptr<char, void (*)(void*)> demangled(
-        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), std::free);
+    const std::unique_ptr<char, void (*)(void*)> demangled(abi::__cxa_demangle(type.name(), nullptr, nullptr, &status),
+                                                           std::free);
     if (status != 0 || !demangled) return type.name();
     // libstdc++'s inline namespace for its C++11 string and list is no part of a name a person writes.
     std::string name(demangled.get());

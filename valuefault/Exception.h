@@ -62,11 +62,10 @@ private:
 /// Throws a zarvo::Exception whose message is the stream insertion of the arguments,
 /// e.g. ZARVO_THROW("Unknown type id: " << Exception::typeName(type)). Every throw site of the
 /// library goes through here so the two texts always have the same form.
-#define ZARVO_THROW(streamedMessage)                                                      \
-    do {                                                                                  \
-        std::ostringstream zarvoMessageStream_;                                           \
-        zarvoMessageStream_ << streamedMessage;                                           \
-        std::string zarvoWhere_ =                                                         \
-            ::zarvo::Exception::whereText(__FILE__, __LINE__, __PRETTY_FUNCTION__);       \
-        throw ::zarvo::Exception(zarvoMessageStream_.str(), zarvoWhere_);                 \
+#define ZARVO_THROW(streamedMessage)                                                                      \
+    do {                                                                                                  \
+        std::ostringstream zarvoMessageStream_;                                                           \
+        zarvoMessageStream_ << streamedMessage;                                                           \
+        std::string zarvoWhere_ = ::zarvo::Exception::whereText(__FILE__, __LINE__, __PRETTY_FUNCTION__); \
+        throw ::zarvo::Exception(zarvoMessageStream_.str(), zarvoWhere_);                                 \
     } while (false)

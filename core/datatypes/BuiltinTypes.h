@@ -12,6 +12,8 @@
 /// NoValue(void, "void") for the one that holds none. This is the one list: the
 /// registrations, the Variant_ instances the library compiles, visitValue and every
 /// companion's conversions all expand it, so a type added here reaches all of them.
+// One entry a line, so that the list reads as a table.
+// clang-format off
 #define ZARVO_BUILTIN_TYPES(X, NoValue)                                                                    \
     X(bool, "bool")                                                                                        \
     X(char, "char")                                                                                        \
@@ -59,6 +61,7 @@
     X(cv::Rect_<int>, "cvrect")                                                                            \
     X(std::vector<cv::Mat>, "veccvmat")                                                                    \
     X(std::list<cv::Mat>, "listcvmat")
+// clang-format on
 
 /// An expansion that leaves its entry out, e.g. void where only value types are wanted.
 #define ZARVO_BUILTIN_SKIP(Type, name)

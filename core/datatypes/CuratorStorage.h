@@ -113,7 +113,7 @@ private:
     // value itself if it already has type; float <-> MarkedFloat in const holders;
     // otherwise an empty pointer.
     static ZARVO_NO_EXPORT std::shared_ptr<Variant> convertMarkedFloat(const std::shared_ptr<Variant>& value,
-                                                       const std::type_info& type);
+                                                                       const std::type_info& type);
     // value is a cv::Mat (or cv::Mat_) of exactly rows x cols and type code type.
     static ZARVO_NO_EXPORT bool validateMat(const std::shared_ptr<Variant>& value, int type, int rows, int cols);
 

@@ -92,8 +92,7 @@ std::string DataDescriptor::getFullQualifiedItemName(const DataDescriptor* item,
     if (item->m_parent == nullptr) return tail.empty() ? item->m_name : tail;
     // Only the caller's separator joins the item to the tail; the levels above
     // are joined by ".", the separator of discriminate.
-    return getFullQualifiedItemName(item->m_parent, tail.empty() ? item->m_name : item->m_name + separator + tail,
-                                    ".");
+    return getFullQualifiedItemName(item->m_parent, tail.empty() ? item->m_name : item->m_name + separator + tail, ".");
 }
 
 DataGroupDescriptor::DataGroupDescriptor(std::string name, Members members, const DataDescriptor* parent)

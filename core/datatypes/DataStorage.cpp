@@ -42,8 +42,7 @@ Storage::DataStorage(const DataStorage& other) : DataStorageBase(other), m_pItem
     // Groups get a holder of their own, copied by this same rule; leaves stay shared.
     for (const auto& [key, value] : *other.m_pItems) {
         const DataStorage* group = groupOf(*value);
-        m_pItems->emplace_hint(m_pItems->end(), key,
-                               group != nullptr ? std::make_shared<GroupHolder>(*group) : value);
+        m_pItems->emplace_hint(m_pItems->end(), key, group != nullptr ? std::make_shared<GroupHolder>(*group) : value);
     }
 }
 
@@ -78,9 +77,9 @@ std::shared_ptr<Variant> Storage::get(const std::string& key) const {
     if (!g.isGroup) return it->second;
     const DataStorage* group = groupOf(*it->second);
     if (group == nullptr)
-        ZARVO_THROW("not a valid storage type: " << g.id
-                                                  << "\ntype: " << zarvo::Exception::typeName(it->second->getTypeInfo())
-                                                  << "\nexpected type: " << zarvo::Exception::typeName(typeid(DataStorage)));
+        ZARVO_THROW("not a valid storage type: "
+                    << g.id << "\ntype: " << zarvo::Exception::typeName(it->second->getTypeInfo())
+                    << "\nexpected type: " << zarvo::Exception::typeName(typeid(DataStorage)));
     return group->get(g.subId);
 }
 

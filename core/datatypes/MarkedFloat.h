@@ -89,12 +89,12 @@ public:
     /// The codes of the legacy form, whole-word bit patterns (tiny denormals) that
     /// stood in place of a number for each state; 0x83 and all ones are never written.
     struct LegacyCode {
-        static constexpr std::uint32_t Overrange = 0x81u;    ///< Overrange.
-        static constexpr std::uint32_t Underrange = 0x82u;   ///< Underrange.
-        static constexpr std::uint32_t Unused = 0x83u;       ///< Never written; read as empty.
-        static constexpr std::uint32_t Invalid = 0x84u;      ///< Invalid.
-        static constexpr std::uint32_t Empty = 0x85u;        ///< Empty.
-        static constexpr std::uint32_t OtherMark = 0x8Au;    ///< Other mark.
+        static constexpr std::uint32_t Overrange = 0x81u;      ///< Overrange.
+        static constexpr std::uint32_t Underrange = 0x82u;     ///< Underrange.
+        static constexpr std::uint32_t Unused = 0x83u;         ///< Never written; read as empty.
+        static constexpr std::uint32_t Invalid = 0x84u;        ///< Invalid.
+        static constexpr std::uint32_t Empty = 0x85u;          ///< Empty.
+        static constexpr std::uint32_t OtherMark = 0x8Au;      ///< Other mark.
         static constexpr std::uint32_t AllOnes = 0xFFFFFFFFu;  ///< Never written; read as empty.
     };
     /// The value in the legacy form: a valid float as it is, a mark as its LegacyCode.

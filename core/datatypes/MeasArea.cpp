@@ -9,8 +9,8 @@ namespace zarvo::exp {
 MeasArea::MeasArea(unsigned short x, unsigned short y, unsigned short width, unsigned short height)
     : m_xPos(x), m_yPos(y), m_width(width), m_height(height) {}
 
-MeasArea::MeasArea(unsigned short x, unsigned short y, unsigned short width, unsigned short height,
-                   MeasPoint coldSpot, MeasPoint hotSpot, std::shared_ptr<Variant> meanValue)
+MeasArea::MeasArea(unsigned short x, unsigned short y, unsigned short width, unsigned short height, MeasPoint coldSpot,
+                   MeasPoint hotSpot, std::shared_ptr<Variant> meanValue)
     : m_xPos(x),
       m_yPos(y),
       m_width(width),
@@ -22,9 +22,8 @@ MeasArea::MeasArea(unsigned short x, unsigned short y, unsigned short width, uns
 MeasArea::~MeasArea() = default;
 
 bool MeasArea::operator==(const MeasArea& other) const {
-    return m_xPos == other.m_xPos && m_yPos == other.m_yPos && m_width == other.m_width &&
-           m_height == other.m_height && m_coldSpot == other.m_coldSpot && m_hotSpot == other.m_hotSpot &&
-           m_meanValue == other.m_meanValue;
+    return m_xPos == other.m_xPos && m_yPos == other.m_yPos && m_width == other.m_width && m_height == other.m_height &&
+           m_coldSpot == other.m_coldSpot && m_hotSpot == other.m_hotSpot && m_meanValue == other.m_meanValue;
 }
 
 const quantity::QuantityBase<MarkedFloat>* MeasArea::getMeanValue() const {

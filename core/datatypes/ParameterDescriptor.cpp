@@ -4,8 +4,7 @@
 
 namespace zarvo::exp {
 
-ParameterDescriptor::ParameterDescriptor(const std::string& name, const std::string& helpText,
-                                         const std::string& group)
+ParameterDescriptor::ParameterDescriptor(const std::string& name, const std::string& helpText, const std::string& group)
     : m_helpText(helpText), m_group(group), m_name(name) {}
 
 ParameterDescriptor::~ParameterDescriptor() = default;

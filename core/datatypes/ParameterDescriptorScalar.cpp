@@ -20,8 +20,7 @@ ParameterDescriptorScalar<T>::ParameterDescriptorScalar(ParameterDescriptorScala
     : ParameterDescriptor(other), m_setter(takeOver(other.m_setter)), m_getter(takeOver(other.m_getter)) {}
 
 template <class T>
-ParameterDescriptorScalar<T>& ParameterDescriptorScalar<T>::operator=(const ParameterDescriptorScalar& other) =
-    default;
+ParameterDescriptorScalar<T>& ParameterDescriptorScalar<T>::operator=(const ParameterDescriptorScalar& other) = default;
 
 template <class T>
 ParameterDescriptorScalar<T>& ParameterDescriptorScalar<T>::operator=(ParameterDescriptorScalar&& other) {

@@ -88,8 +88,8 @@ void TypeObject::refuseText(const std::string& text, const std::string& why) con
     // message shows its start, made safe for a terminal.
     constexpr size_t shown = 64;
     const std::string readable = Exception::typeName(getTypeInfo());
-    ZARVO_THROW("Can not read " << m_typeString << (readable == m_typeString ? "" : " (" + readable + ")")
-                                << " from \"" << Exception::printable(text.substr(0, shown)) << "\""
+    ZARVO_THROW("Can not read " << m_typeString << (readable == m_typeString ? "" : " (" + readable + ")") << " from \""
+                                << Exception::printable(text.substr(0, shown)) << "\""
                                 << (text.size() > shown ? "... (" + std::to_string(text.size()) + " bytes)" : "")
                                 << ": " << why);
 }

@@ -231,7 +231,6 @@ const TypeObject* TypeObject::create(const char* typeString) {
 
 /// Registers Type under the text name name (a string literal) during static
 /// initialisation. Type needs a byte form and a text form (see Variant_).
-#define ZARVO_REGISTER_METATYPE(Type, name)                                                        \
-    static const ::zarvo::exp::TypeObject* const ZARVO_REGISTER_METATYPE_JOIN(zarvoRegistered_,    \
-                                                                              __COUNTER__) =       \
+#define ZARVO_REGISTER_METATYPE(Type, name)                                                                    \
+    static const ::zarvo::exp::TypeObject* const ZARVO_REGISTER_METATYPE_JOIN(zarvoRegistered_, __COUNTER__) = \
         ::zarvo::exp::TypeObject::create<Type>(name)

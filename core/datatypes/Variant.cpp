@@ -59,9 +59,7 @@ size_t Variant::serialize(Endian endian, std::ostream& stream) const {
 
 std::ostream& operator<<(std::ostream& stream, const Variant& value) { return stream << value.toString(); }
 
-std::string Variant::getTypeString(const std::type_info& type) {
-    return std::string(getStringFromType(type));
-}
+std::string Variant::getTypeString(const std::type_info& type) { return std::string(getStringFromType(type)); }
 
 int detail::builtinValueIndex(const std::type_info& type) {
     // Every library that holds a built-in value asks with the one std::type_info object
@@ -70,8 +68,8 @@ int detail::builtinValueIndex(const std::type_info& type) {
     using Index = std::pair<std::unordered_map<const std::type_info*, int>, std::unordered_map<std::string_view, int>>;
     static const Index index = [] {
         Index made;
-#define ZARVO_INDEX_BUILTIN(T, typeString)                                          \
-    made.first.emplace(&typeid(T), static_cast<int>(made.first.size()));        \
+#define ZARVO_INDEX_BUILTIN(T, typeString)                               \
+    made.first.emplace(&typeid(T), static_cast<int>(made.first.size())); \
     made.second.emplace(typeid(T).name(), static_cast<int>(made.second.size()));
         ZARVO_BUILTIN_TYPES(ZARVO_INDEX_BUILTIN, ZARVO_BUILTIN_SKIP)
 #undef ZARVO_INDEX_BUILTIN

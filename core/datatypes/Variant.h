@@ -110,8 +110,8 @@ public:
                                                 size_t& size);
     /// Reads a value of the registered type typeString from the available bytes at
     /// data, never past them; size receives the bytes used ("void" gives an empty
-    /// pointer and leaves size alone, as the open reader does). Input that ends early or holds an implausible count, length
-    /// or matrix header throws a zarvo::Exception.
+    /// pointer and leaves size alone, as the open reader does). Input that ends early or holds an implausible count,
+    /// length or matrix header throws a zarvo::Exception.
     static std::shared_ptr<Variant> deserialize(const std::string& typeString, Endian endian, const char* data,
                                                 size_t available, size_t& size);
     /// Reads a value of the registered type typeString at the cursor: the way records
@@ -168,8 +168,8 @@ struct IsSequence<std::list<E>> : std::true_type {};
 template <class T, class = void>
 struct Equality : std::false_type {};
 template <class T>
-struct Equality<T, std::enable_if_t<std::is_convertible_v<
-                       decltype(std::declval<const T&>() == std::declval<const T&>()), bool>>>
+struct Equality<
+    T, std::enable_if_t<std::is_convertible_v<decltype(std::declval<const T&>() == std::declval<const T&>()), bool>>>
     : std::true_type {};
 // Matrices have no equality of their own: nothing compares pixels.
 template <>
@@ -352,8 +352,7 @@ public:
 private:
     template <class D>
     D convert() const {
-        if constexpr (std::is_arithmetic_v<T>)
-            return detail::numericCast<D>(m_value);
+        if constexpr (std::is_arithmetic_v<T>) return detail::numericCast<D>(m_value);
         else
             ZARVO_THROW(zarvo::Exception::typeName(typeid(T))
                         << " is not convertible to " << zarvo::Exception::typeName(typeid(D)));

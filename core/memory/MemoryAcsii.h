@@ -78,7 +78,7 @@ struct HasStreamIn<T, std::void_t<StreamInResult<T>>> : std::true_type {};
 // text form for toString and refuses fromString.
 template <class T, class Enable>
 struct Text {
-    static constexpr bool writable = HasToString<T>::value || HasStreamOut<T>::value;  ///< toString or <<.
+    static constexpr bool writable = HasToString<T>::value || HasStreamOut<T>::value;   ///< toString or <<.
     static constexpr bool readable = HasFromString<T>::value || HasStreamIn<T>::value;  ///< fromString or >>.
     /// value.toString(), else the stream insertion of value.
     static std::string write(const T& value) {
@@ -251,8 +251,8 @@ struct Text<cv::Point_<int>> {
 template <class Sequence>
 struct SequenceText {
     using Element = typename Sequence::value_type;  ///< The element type.
-    static constexpr bool writable = true;           ///< Element by element.
-    static constexpr bool readable = true;           ///< Element by element.
+    static constexpr bool writable = true;          ///< Element by element.
+    static constexpr bool readable = true;          ///< Element by element.
     /// Every element's text followed by ";".
     static std::string write(const Sequence& values) {
         std::string text;

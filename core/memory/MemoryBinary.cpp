@@ -55,7 +55,8 @@ void reverseFieldBytes(char* out, const char* in, size_t count, size_t width) {
         case 2: reverse2(out, in, count); break;
         case 4: reverse4(out, in, count); break;
         case 8: reverse8(out, in, count); break;
-        default: if (count != 0) std::memcpy(out, in, count * width);
+        default:
+            if (count != 0) std::memcpy(out, in, count * width);
     }
 }
 

@@ -97,10 +97,10 @@ template <class T>
 class FieldIterator {
 public:
     using iterator_category = std::forward_iterator_tag;  ///< Forward only.
-    using value_type = T;                                ///< One field.
-    using difference_type = std::ptrdiff_t;              ///< A distance in fields.
-    using pointer = const T*;                            ///< Unused: fields are read by value.
-    using reference = T;                                 ///< A field, read by value.
+    using value_type = T;                                 ///< One field.
+    using difference_type = std::ptrdiff_t;               ///< A distance in fields.
+    using pointer = const T*;                             ///< Unused: fields are read by value.
+    using reference = T;                                  ///< A field, read by value.
 
     /// Points at the field that starts at bytes.
     explicit FieldIterator(const char* bytes) : m_pBytes(bytes) {}
@@ -252,9 +252,9 @@ struct Binary {
 /// Scalars: the field rule.
 template <class T>
 struct Binary<T, std::enable_if_t<std::is_arithmetic_v<T>>> {
-    static constexpr bool available = true;        ///< Every scalar has one.
-    static constexpr bool swappable = true;        ///< In both byte orders.
-    static constexpr size_t minSize = sizeof(T);   ///< The field's width.
+    static constexpr bool available = true;       ///< Every scalar has one.
+    static constexpr bool swappable = true;       ///< In both byte orders.
+    static constexpr size_t minSize = sizeof(T);  ///< The field's width.
     /// The field's width (a bool is one byte).
     static size_t size(const T&) { return sizeof(T); }
     /// The field; a bool as one byte 0 or 1.
@@ -284,8 +284,8 @@ struct Binary<std::string> {
 template <class T, class = void>
 struct HasBoundedDeserialize : std::false_type {};
 template <class T>
-struct HasBoundedDeserialize<T, std::void_t<decltype(T::deserialize(no_swap, std::declval<const char*>(), size_t{},
-                                                                     std::declval<size_t&>()))>>
+struct HasBoundedDeserialize<
+    T, std::void_t<decltype(T::deserialize(no_swap, std::declval<const char*>(), size_t{}, std::declval<size_t&>()))>>
     : std::true_type {};
 
 /// Types that follow the record convention (serialize, static deserialize,
@@ -333,7 +333,7 @@ struct SequenceBinary {
                                   std::is_same_v<Sequence, std::vector<Element>>;
     static constexpr bool available = Binary<Element>::available;  ///< As the element's.
     static constexpr bool swappable = Binary<Element>::swappable;  ///< As the element's.
-    static constexpr size_t minSize = 4;                            ///< The count alone.
+    static constexpr size_t minSize = 4;                           ///< The count alone.
 
     /// 4 + the size of every element.
     static size_t size(const Sequence& values) {
@@ -420,8 +420,7 @@ struct Binary<cv::Point_<int>> : GeometryBinary<cv::Point_<int>, &cv::Point_<int
 };
 /// A size: width, height.
 template <>
-struct Binary<cv::Size_<int>>
-    : GeometryBinary<cv::Size_<int>, &cv::Size_<int>::width, &cv::Size_<int>::height> {
+struct Binary<cv::Size_<int>> : GeometryBinary<cv::Size_<int>, &cv::Size_<int>::width, &cv::Size_<int>::height> {
     /// The refusal of swap.
     static constexpr const char* noSwapMessage = "cv::Size only serializable for no_swap endianes";
 };

@@ -36,37 +36,24 @@ std::string nameOf(hid_t object) {
     const std::string name = kind == H5I_FILE ? nameBy(H5Fget_name) : nameBy(H5Iget_name);
     if (!name.empty()) return name;
     switch (kind) {
-        case H5I_DATATYPE:
-            return "a datatype";
-        case H5I_DATASPACE:
-            return "a dataspace";
-        case H5I_GENPROP_LST:
-            return "a property list";
-        case H5I_FILE:
-            return "a file";
-        default:
-            return "an object without a name";
+        case H5I_DATATYPE: return "a datatype";
+        case H5I_DATASPACE: return "a dataspace";
+        case H5I_GENPROP_LST: return "a property list";
+        case H5I_FILE: return "a file";
+        default: return "an object without a name";
     }
 }
 
 const char* classText(H5T_class_t kind) {
     switch (kind) {
-        case H5T_INTEGER:
-            return "integer";
-        case H5T_FLOAT:
-            return "float";
-        case H5T_STRING:
-            return "string";
-        case H5T_ENUM:
-            return "enum";
-        case H5T_COMPOUND:
-            return "compound";
-        case H5T_VLEN:
-            return "variable-length";
-        case H5T_ARRAY:
-            return "array";
-        default:
-            return "opaque";
+        case H5T_INTEGER: return "integer";
+        case H5T_FLOAT: return "float";
+        case H5T_STRING: return "string";
+        case H5T_ENUM: return "enum";
+        case H5T_COMPOUND: return "compound";
+        case H5T_VLEN: return "variable-length";
+        case H5T_ARRAY: return "array";
+        default: return "opaque";
     }
 }
 

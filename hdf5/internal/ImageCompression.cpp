@@ -34,8 +34,7 @@ Compression chosenCompression(const FrameRecorder::Options& options) {
 
 void setFilters(hid_t creation, const FrameRecorder::Options& options, const std::string& path) {
     switch (chosenCompression(options)) {
-        case Compression::none:
-            return;
+        case Compression::none: return;
         case Compression::deflate:
             h5::psetShuffle(creation);
             h5::psetDeflate(creation, static_cast<unsigned>(options.deflateLevel > 0 ? options.deflateLevel

@@ -13,22 +13,14 @@ namespace zarvo::hdf5::internal {
 
 hid_t pixelType(int depth) {
     switch (depth) {
-        case CV_8U:
-            return H5T_NATIVE_UCHAR;
-        case CV_8S:
-            return H5T_NATIVE_SCHAR;
-        case CV_16U:
-            return H5T_NATIVE_USHORT;
-        case CV_16S:
-            return H5T_NATIVE_SHORT;
-        case CV_32S:
-            return H5T_NATIVE_INT;
-        case CV_32F:
-            return H5T_NATIVE_FLOAT;
-        case CV_64F:
-            return H5T_NATIVE_DOUBLE;
-        default:
-            return H5I_INVALID_HID;
+        case CV_8U: return H5T_NATIVE_UCHAR;
+        case CV_8S: return H5T_NATIVE_SCHAR;
+        case CV_16U: return H5T_NATIVE_USHORT;
+        case CV_16S: return H5T_NATIVE_SHORT;
+        case CV_32S: return H5T_NATIVE_INT;
+        case CV_32F: return H5T_NATIVE_FLOAT;
+        case CV_64F: return H5T_NATIVE_DOUBLE;
+        default: return H5I_INVALID_HID;
     }
 }
 

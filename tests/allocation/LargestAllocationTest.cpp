@@ -13,8 +13,7 @@ std::atomic<size_t> g_largest{0};
 
 void* operator new(size_t n) {
     size_t seen = g_largest.load();
-    while (n > seen && !g_largest.compare_exchange_weak(seen, n)) {
-    }
+    while (n > seen && !g_largest.compare_exchange_weak(seen, n)) {}
     if (void* p = std::malloc(n != 0 ? n : 1)) return p;
     throw std::bad_alloc();
 }

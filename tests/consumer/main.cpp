@@ -91,8 +91,7 @@ int main() {
     flat.insert("gain", storage.get("gain"));
     std::string storageBytes(flat.sizeofType(), '\0');
     flat.serialize(no_swap, storageBytes.data());
-    check(DataStorage<std::string>::deserialize(no_swap, storageBytes.data(), size) == flat,
-          "DataStorage round trip");
+    check(DataStorage<std::string>::deserialize(no_swap, storageBytes.data(), size) == flat, "DataStorage round trip");
 
     // A frame sharing its pixels, with metadata.
     Frame frame(cv::Mat::eye(2, 2, CV_8U), std::move(storage));

@@ -52,7 +52,8 @@ TEST(StorageRoundTrip, MalformedEntriesYieldNoStorage) {
         {storageOf(1, entry("a", "void", "")), "Storage entry holds no value: a (type void)"},
         {deep, "Storage groups nested deeper than 64 levels"},
         {std::string(8, '\xff'),
-         "Input ends before the value does: 18446744073709551615 elements of at least 8 bytes announced at offset 8, 0 bytes left"}};
+         "Input ends before the value does: 18446744073709551615 elements of at least 8 bytes announced at offset 8, 0 "
+         "bytes left"}};
     for (const auto& [bytes, message] : cases) {
         size_t size = 0;
         EXPECT_EQ(messageOf([&] { Storage::deserialize(swap, bytes.data(), bytes.size(), size); }), message);
@@ -63,16 +64,19 @@ TEST(StorageRoundTrip, MalformedEntriesYieldNoStorage) {
 // same storage, and a repeat is found wherever it stands.
 TEST(StorageRoundTrip, KeysInAnyOrderReadAlikeAndRepeatsAreFoundAnywhere) {
     const std::string one("\0\0\0\1", 4), two("\0\0\0\2", 4);
-    const std::string a = entry("a", "int32", one), b = entry("b", "int32", two), c = entry("c", "float", std::string("\x3f\x80\0\0", 4));
+    const std::string a = entry("a", "int32", one), b = entry("b", "int32", two),
+                      c = entry("c", "float", std::string("\x3f\x80\0\0", 4));
     for (const std::string& entries : {a + b + c, c + b + a, b + a + c, a + c + b}) {
         size_t size = 0;
         const Storage back = Storage::deserialize(swap, storageOf(3, entries).data(), 8 + entries.size(), size);
         std::string seen;
-        for (const auto& [key, value] : back) seen += key + "=" + value->getTypeString() + ":" + value->toString() + " ";
+        for (const auto& [key, value] : back)
+            seen += key + "=" + value->getTypeString() + ":" + value->toString() + " ";
         EXPECT_EQ(seen, "a=int32:1 b=int32:2 c=float:1 ");
         EXPECT_EQ(size, 8 + entries.size());
     }
-    const std::pair<std::string, std::string> repeats[] = {{b + a + b, "b"}, {a + b + a, "a"}, {b + c + b, "b"}, {a + b + b, "b"}};
+    const std::pair<std::string, std::string> repeats[] = {
+        {b + a + b, "b"}, {a + b + a, "a"}, {b + c + b, "b"}, {a + b + b, "b"}};
     for (const auto& [entries, key] : repeats) {
         size_t size = 0;
         const std::string bytes = storageOf(3, entries);

@@ -281,8 +281,7 @@ TEST(Pusher, TimesOutWithoutLosingWhatWasSent) {
     int accepted = 0;
     try {
         for (; accepted < 100; ++accepted) pusher.send("t", *hold(accepted));
-    } catch (const zarvo::Exception&) {
-    }
+    } catch (const zarvo::Exception&) {}
     ASSERT_LT(accepted, 100);
     for (int i = 0; i < accepted; ++i) {
         const auto message = puller.receive(1s);

@@ -79,7 +79,8 @@ Shown storageTree(const Storage& storage) {
     Shown shown{counted(storage.size(), "entry", "entries"), {}, {}};
     for (const auto& [key, value] : storage) {
         const Shown inner = textFor(value);
-        shown.lines.push_back(key + " (" + value->getTypeString() + "):" + (inner.head.empty() ? "" : " " + inner.head));
+        shown.lines.push_back(key + " (" + value->getTypeString() +
+                              "):" + (inner.head.empty() ? "" : " " + inner.head));
         for (const std::string& line : inner.lines) shown.lines.push_back("  " + line);
     }
     return shown;
@@ -105,7 +106,8 @@ Shown textFor(const std::shared_ptr<Variant>& value) {
     if (const auto* rect = value->getIf<cv::Rect>()) {
         return {std::to_string(rect->width) + "x" + std::to_string(rect->height) + " at " + std::to_string(rect->x) +
                     ":" + std::to_string(rect->y),
-                {}, {}};
+                {},
+                {}};
     }
     return textOf(value->toString());
 }

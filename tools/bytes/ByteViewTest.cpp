@@ -5,9 +5,9 @@
 #include "core/datatypes/CalibrationInfo.h"
 #include "core/datatypes/DataStorage.h"
 #include "core/datatypes/Version.h"
-#include "zarvo/version.h"
 #include "tests/TestSupport.h"
 #include "tools/bytes/ToolRun.h"
+#include "zarvo/version.h"
 
 using namespace zarvo::exp;
 using namespace testsupport;
@@ -35,17 +35,22 @@ TEST(Inspect, OutputErrorLineAndExitCode) {
         {"read vecint32 --swap " + file("vec", vec), 0, "vecint32: 1;2;-3;\n16 bytes used of 16\n", ""},
         {"read cvmat " + file("mat", mat), 0,
          "cvmat: 2 dims 4x5, CV_16SC3\n  channel 0: min 1, max 1, mean 1\n  channel 1: min -2, max -2, mean -2\n"
-         "  channel 2: min 3, max 3, mean 3\n" + m + " bytes used of " + m + "\n", ""},
+         "  channel 2: min 3, max 3, mean 3\n" +
+             m + " bytes used of " + m + "\n",
+         ""},
         {"read storage " + file("storage", storage), 0,
          "storage: 3 entries\n  camera (storage): 2 entries\n    lens (storage): 1 entry\n"
          "      focus (vecfloat): 1.5;2.5;\n    serial (int32): 4711\n  image (cvmat): 2 dims 2x3, CV_8UC1\n"
          "    channel 0: min 7, max 7, mean 7\n"
-         "  name (string): probe\n" + n + " bytes used of " + n + "\n", ""},
+         "  name (string): probe\n" +
+             n + " bytes used of " + n + "\n",
+         ""},
         {"read CalibrationInfo < " + file("cal", calibration), 0,
          "CalibrationInfo:\n  CalibrationInfo:\n  ContentType: 1\n  CertificateNumber: CERT-0042\n"
-         "  ExpireDate: 20250101\n  IssueDate: 20240101\n  Checksum: 48879\n32 bytes used of 32\n", ""},
-        {"read vecint32 --swap " + file("vec2", vec + vec.substr(0, 6)), 0,
-         "vecint32: 1;2;-3;\n16 bytes used of 22\n", ""},
+         "  ExpireDate: 20250101\n  IssueDate: 20240101\n  Checksum: 48879\n32 bytes used of 32\n",
+         ""},
+        {"read vecint32 --swap " + file("vec2", vec + vec.substr(0, 6)), 0, "vecint32: 1;2;-3;\n16 bytes used of 22\n",
+         ""},
         {"write vecint32 '1;2;3;' --swap --hex", 0, "00 00 00 03 00 00 00 01 00 00 00 02 00 00 00 03\n", ""},
         {"write Version 1.02.03 --hex", 0, "01 00 00 00 02 00 00 00 03 00 00 00\n", ""},
         {"read vecint32 --swap " + file("cut", vec.substr(0, 10)), 1, "",
@@ -79,18 +84,22 @@ TEST(Inspect, StrictWritesEscapesHintsAndInputs) {
     const Case cases[] = {
         {"write int32 abc", 1, "", "Can not read int32 (int) from \"abc\": " + int32},
         {"write int32 '1 '", 1, "", "Can not read int32 (int) from \"1 \": " + int32},
-        {"write uint8 300", 1, "", "Can not read uint8 (unsigned char) from \"300\": expected a decimal whole number from 0 to 255"},
+        {"write uint8 300", 1, "",
+         "Can not read uint8 (unsigned char) from \"300\": expected a decimal whole number from 0 to 255"},
         {"write bool true", 1, "", "Can not read bool from \"true\": expected 0 or 1"},
         {"write MarkedFloat '1.5 (Overrange)' --hex", 0, "05 00 c0 3f\n", ""},
-        {"write Version 1.2.3", 1, "", "Can not read Version (zarvo::exp::Version) from \"1.2.3\": expected the text its toString writes"},
+        {"write Version 1.2.3", 1, "",
+         "Can not read Version (zarvo::exp::Version) from \"1.2.3\": expected the text its toString writes"},
         {"write int32 \"$(printf '\\033[2J')\"", 1, "", "Can not read int32 (int) from \"\\x1b[2J\": " + int32},
         {"read storage " + file("escapes", storage), 0,
-         "storage: 1 entry\n  k\\x1b]0; (string):\n    a\\x1b[2J\n    \\u009b\n" + std::to_string(storage.size()) + " bytes used of " +
-             std::to_string(storage.size()) + "\n", ""},
+         "storage: 1 entry\n  k\\x1b]0; (string):\n    a\\x1b[2J\n    \\u009b\n" + std::to_string(storage.size()) +
+             " bytes used of " + std::to_string(storage.size()) + "\n",
+         ""},
         {"read vecint32 " + vec, 1, "",
          "Input ends before the value does: 201326592 more bytes needed at offset 4, 12 left (with --swap it reads)"},
         {"read vecint32 --swap " + file("vecnoswap", bytesOf(*hold(std::vector<int>{1, 2, -3}), no_swap)), 1, "",
-         "Input ends before the value does: 201326592 more bytes needed at offset 4, 12 left (without --swap it reads)"},
+         "Input ends before the value does: 201326592 more bytes needed at offset 4, 12 left (without --swap it "
+         "reads)"},
         {"read int32 --offset 4 " + words, 0, "int32: 2\n4 bytes used of 4 from offset 4\n", ""},
         {"read int32 --all --offset 4 " + words, 0, "int32 at 4: 2\n4 bytes used of 4 from offset 4\n", ""},
         {"read int32 --offset 9 " + words, 1, "", "offset 9 lies past the end of the input (8 bytes)"},
@@ -125,20 +134,26 @@ TEST(Inspect, JsonForScripts) {
          "{\"type\":\"vecint32\",\"value\":[1,-3]" + tail + "12,\"bytesAvailable\":12}\n", ""},
         {"read storage --json " + file("storage", storage), 0,
          "{\"type\":\"storage\",\"value\":{\"camera\":{\"serial\":4711},\"name\":\"pro\\\"be\"}" + tail + n +
-             ",\"bytesAvailable\":" + n + "}\n", ""},
+             ",\"bytesAvailable\":" + n + "}\n",
+         ""},
         {"read Version --json " + file("version", version), 0,
-         "{\"type\":\"Version\",\"value\":{\"major\":1,\"minor\":2,\"patch\":3}" + tail + "12,\"bytesAvailable\":12}\n", ""},
+         "{\"type\":\"Version\",\"value\":{\"major\":1,\"minor\":2,\"patch\":3}" + tail + "12,\"bytesAvailable\":12}\n",
+         ""},
         {"read cvmat --json " + file("small", bytesOf(*hold(small), no_swap)), 0,
          "{\"type\":\"cvmat\",\"value\":{\"shape\":[2,2,2],\"dtype\":\"uint8\","
-         "\"pixels\":[[[1,2],[1,2]],[[1,2],[5,6]]]}" + tail + "32,\"bytesAvailable\":32}\n", ""},
+         "\"pixels\":[[[1,2],[1,2]],[[1,2],[5,6]]]}" +
+             tail + "32,\"bytesAvailable\":32}\n",
+         ""},
         {"read cvmat --json " + file("big", big), 0,
          "{\"type\":\"cvmat\",\"value\":{\"shape\":[1,2000],\"dtype\":\"float32\"}" + tail +
-             std::to_string(big.size()) + ",\"bytesAvailable\":" + std::to_string(big.size()) + "}\n", ""},
+             std::to_string(big.size()) + ",\"bytesAvailable\":" + std::to_string(big.size()) + "}\n",
+         ""},
         {"read string --json " + file("stray", std::string("\3\0\0\0\xff\xc2\x85", 7)), 0,
          "{\"type\":\"string\",\"value\":\"\\udcff\\u0085\"" + tail + "7,\"bytesAvailable\":7}\n", ""},
         {"read int32 --json --all " + file("two", hex("07 00 00 00 08 00 00 00")), 0,
          "{\"type\":\"int32\",\"values\":[{\"offset\":0,\"value\":7},{\"offset\":4,\"value\":8}]" + tail +
-             "8,\"bytesAvailable\":8}\n", ""}};
+             "8,\"bytesAvailable\":8}\n",
+         ""}};
     for (const auto& [args, code, out, error] : cases) expectRun(args, code, out, error);
 }
 

@@ -43,21 +43,28 @@ TEST(InspectH5, PrintsEveryDatasetSummaryAndErrors) {
         {"h5 print " + f + " run/images --frames 1:3", 0,
          "/run/images (framestack, (3, 2, 3)), frames 1:3\n"
          "  [1]: 2 dims 2x3, CV_16UC1\n    channel 0: min 7, max 100, mean 84.5\n"
-         "  [2]: 2 dims 2x3, CV_16UC1\n    channel 0: min 7, max 200, mean 167.833\n", ""},
-        {"h5 print " + f + " run/metadata/spot --frames 2:", 0, "/run/metadata/spot (cvpoint, (3,)), frames 2:3\n  [2]: 2:-2\n", ""},
+         "  [2]: 2 dims 2x3, CV_16UC1\n    channel 0: min 7, max 200, mean 167.833\n",
+         ""},
+        {"h5 print " + f + " run/metadata/spot --frames 2:", 0,
+         "/run/metadata/spot (cvpoint, (3,)), frames 2:3\n  [2]: 2:-2\n", ""},
         {"h5 print " + f + " run/metadata/label --json --frames :2", 0,
          "{\"path\":\"/run/metadata/label\",\"type\":\"string\",\"shape\":[3],\"from\":0,\"to\":2,\"values\":"
-         "[{\"frame\":0,\"value\":\"c\"},{\"frame\":1,\"value\":\"a\\\"b\"}]}\n", ""},
+         "[{\"frame\":0,\"value\":\"c\"},{\"frame\":1,\"value\":\"a\\\"b\"}]}\n",
+         ""},
         {"h5 print " + f + " run/timestamps --frames 0:1", 0,
          "/run/timestamps (int64, (3,)), frames 0:1\n  [0]: 1700000000000000000\n", ""},
         {"h5 print " + f + " operator", 0, "/operator (string, scalar): Ada\\x1b\n", ""},
         {"h5 print " + f + " still --json", 0,
          "{\"path\":\"/still\",\"type\":\"frame\",\"shape\":[],\"value\":{\"image\":{\"shape\":[2,2],\"dtype\":"
-         "\"uint8\",\"pixels\":[[5,5],[5,5]]},\"metadata\":{\"gain\":2.5}}}\n", ""},
+         "\"uint8\",\"pixels\":[[5,5],[5,5]]},\"metadata\":{\"gain\":2.5}}}\n",
+         ""},
         {"h5 summary " + f, 0,
          "recording /run:\n  3 frames, 2 dims 2x3, CV_16UC1\n  compression: none\n"
-         "  timestamps: first 2023-11-14T22:13:20.000000000Z, last 2023-11-14T22:13:22.000000000Z, mean rate 1 frames/s\n"
-         "1 recording in " + f + "\n", ""},
+         "  timestamps: first 2023-11-14T22:13:20.000000000Z, last 2023-11-14T22:13:22.000000000Z, mean rate 1 "
+         "frames/s\n"
+         "1 recording in " +
+             f + "\n",
+         ""},
         {"h5 print " + f + " run/images --frames 2:9", 1, "", "--frames 2:9 lies outside the 3 frames"},
         {"h5 print " + f + " nothing", 1, "", "'nothing': no such object"},
         {"h5 print " + kDir + "missing.h5 x", 1, "", "cannot open '" + kDir + "missing.h5': no such file"},

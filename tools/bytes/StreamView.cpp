@@ -60,11 +60,10 @@ void open(Socket& socket, const std::string& endpoint) {
 
 std::unique_ptr<Receiver> receiverFor(const StreamSource& source) {
     std::unique_ptr<Receiver> receiver;
-    if (source.pull)
-        receiver = std::make_unique<zarvo::transport::Puller>();
+    if (source.pull) receiver = std::make_unique<zarvo::transport::Puller>();
     else
-        receiver = std::make_unique<zarvo::transport::Subscriber>(
-            source.topics.empty() ? std::vector<std::string>{""} : source.topics);
+        receiver = std::make_unique<zarvo::transport::Subscriber>(source.topics.empty() ? std::vector<std::string>{""}
+                                                                                        : source.topics);
     open(*receiver, source.endpoint);
     return receiver;
 }
@@ -133,8 +132,8 @@ std::shared_ptr<zarvo::exp::Variant> held(const T& value) {
 
 std::string messageLine(const Message& message) {
     return Exception::printable(message.topic.empty() ? "\"\"" : message.topic) + " #" +
-           std::to_string(message.sequence) + " " + UnixTime::isoText(message.sendTime) + " " +
-           kindName(message.kind) + " " + Exception::printable(summary(message));
+           std::to_string(message.sequence) + " " + UnixTime::isoText(message.sendTime) + " " + kindName(message.kind) +
+           " " + Exception::printable(summary(message));
 }
 
 std::string messageJson(const Message& message) {
@@ -154,9 +153,10 @@ std::string messageJson(const Message& message) {
 }
 
 std::string statsText(const zarvo::transport::Stats& stats, bool json) {
-    const std::pair<const char*, std::uint64_t> counters[] = {
-        {"received", stats.received}, {"dropped", stats.dropped}, {"malformed", stats.malformed},
-        {"restarts", stats.restarts}};
+    const std::pair<const char*, std::uint64_t> counters[] = {{"received", stats.received},
+                                                              {"dropped", stats.dropped},
+                                                              {"malformed", stats.malformed},
+                                                              {"restarts", stats.restarts}};
     std::string text;
     for (const auto& [name, count] : counters)
         text += json ? (text.empty() ? "" : ",") + ("\"" + std::string(name) + "\":" + std::to_string(count))
@@ -195,8 +195,8 @@ void record(const StreamSource& source, const std::string& file, std::uint64_t f
         }
         std::unique_ptr<FrameRecorder>& recorder = recorders[message.topic];
         if (!recorder)
-            recorder = std::make_unique<FrameRecorder>(recording, message.topic.empty() ? "stream" : message.topic,
-                                                       options);
+            recorder =
+                std::make_unique<FrameRecorder>(recording, message.topic.empty() ? "stream" : message.topic, options);
         recorder->append(message.frame);
         return frames == 0 || ++recorded < frames;
     });

@@ -108,19 +108,21 @@ TEST(InspectStream, ListenLinesJsonAndSigint) {
         const auto [code, out, error] = listener.finish();
         EXPECT_EQ(code, 0);
         EXPECT_EQ(error, "");
-        EXPECT_EQ(withoutTimes(out),
-                  json ? "{\"topic\":\"c\\u001b\",\"sequence\":0,T,\"kind\":\"value\",\"type\":\"string\",\"value\":\"a\\u000ab\"}\n"
-                         "{\"topic\":\"c\",\"sequence\":0,T,\"kind\":\"storage\",\"value\":{\"a\":1,\"b\":{\"c\":\"x\"}}}\n"
-                         "{\"topic\":\"c\",\"sequence\":1,T,\"kind\":\"frame\",\"image\":{\"shape\":[2,3],"
-                         "\"dtype\":\"uint8\",\"pixels\":[[4,4,4],[4,4,4]]},"
-                         "\"metadata\":{\"gain\":4}}\n"
-                         "{\"topic\":\"c\",\"sequence\":2,T,\"kind\":\"end\"}\n"
-                         "{\"stats\":{\"received\":4,\"dropped\":0,\"malformed\":0,\"restarts\":0}}\n"
-                       : "c\\x1b #0 T value string a\\nb\n"
-                         "c #0 T storage 2 entries: a, b\n"
-                         "c #1 T frame 2 dims 2x3, CV_8UC1; metadata: gain\n"
-                         "c #2 T end of stream\n"
-                         "received 4, dropped 0, malformed 0, restarts 0\n");
+        EXPECT_EQ(
+            withoutTimes(out),
+            json ? "{\"topic\":\"c\\u001b\",\"sequence\":0,T,\"kind\":\"value\",\"type\":\"string\",\"value\":"
+                   "\"a\\u000ab\"}\n"
+                   "{\"topic\":\"c\",\"sequence\":0,T,\"kind\":\"storage\",\"value\":{\"a\":1,\"b\":{\"c\":\"x\"}}}\n"
+                   "{\"topic\":\"c\",\"sequence\":1,T,\"kind\":\"frame\",\"image\":{\"shape\":[2,3],"
+                   "\"dtype\":\"uint8\",\"pixels\":[[4,4,4],[4,4,4]]},"
+                   "\"metadata\":{\"gain\":4}}\n"
+                   "{\"topic\":\"c\",\"sequence\":2,T,\"kind\":\"end\"}\n"
+                   "{\"stats\":{\"received\":4,\"dropped\":0,\"malformed\":0,\"restarts\":0}}\n"
+                 : "c\\x1b #0 T value string a\\nb\n"
+                   "c #0 T storage 2 entries: a, b\n"
+                   "c #1 T frame 2 dims 2x3, CV_8UC1; metadata: gain\n"
+                   "c #2 T end of stream\n"
+                   "received 4, dropped 0, malformed 0, restarts 0\n");
     }
 }
 
@@ -131,7 +133,8 @@ TEST(InspectStream, SendWaitsForASubscriber) {
     const std::string endpoint = "ipc://" + kDir + "send";
     subscriber.connect(endpoint);
     const auto [code, out, error] = Child("send @" + endpoint + " t vecint16 '1;-2;'").finish();
-    EXPECT_EQ(std::make_tuple(code, out, error), std::make_tuple(0, std::string("sent t value vecint16 1;-2;\n"), std::string()));
+    EXPECT_EQ(std::make_tuple(code, out, error),
+              std::make_tuple(0, std::string("sent t value vecint16 1;-2;\n"), std::string()));
     const std::optional<Message> message = subscriber.receive(10s);
     ASSERT_TRUE(message && message->value);
     EXPECT_EQ(message->value->value<std::vector<short>>(), (std::vector<short>{1, -2}));
@@ -139,7 +142,8 @@ TEST(InspectStream, SendWaitsForASubscriber) {
         {"send @ipc://" + kDir + "nobody t int32 1 --wait 0.2", 1,
          "zarvo-inspect: no subscriber came within 0.2 s: nothing sent (--wait S waits longer)\n"},
         {"send " + endpoint + " t int32 x", 1,
-         "zarvo-inspect: Can not read int32 (int) from \"x\": expected a decimal whole number from -2147483648 to 2147483647\n"},
+         "zarvo-inspect: Can not read int32 (int) from \"x\": expected a decimal whole number from -2147483648 to "
+         "2147483647\n"},
         {"send " + endpoint + " t nosuch 1", 2, "zarvo-inspect: unknown name: nosuch\n"},
         {"send " + endpoint + " t int32 1 --wait -1", 2, "zarvo-inspect: --wait takes seconds, not -1\n"},
         {"listen", 2, "zarvo-inspect: listen takes ENDPOINT [TOPIC...]\n"},
@@ -158,7 +162,8 @@ TEST(InspectStream, KeysWritesAPairOnce) {
     EXPECT_EQ(code, 0);
     EXPECT_EQ(out, "wrote " + name + ".key (secret, readable by its owner only) and " + name + ".pub\n");
     EXPECT_EQ(KeyPair::load(name).publicKey, KeyPair::loadPublic(name + ".pub"));
-    EXPECT_EQ(std::get<2>(Child("keys " + name).finish()), "zarvo-inspect: " + name + ".key exists: no key is replaced\n");
+    EXPECT_EQ(std::get<2>(Child("keys " + name).finish()),
+              "zarvo-inspect: " + name + ".key exists: no key is replaced\n");
 }
 
 #ifdef ZARVO_INSPECT_HDF5
@@ -181,7 +186,8 @@ TEST(InspectStream, RecordWritesOneRecordingPerTopic) {
     ASSERT_EQ(FrameRecorder::frameCount(recording, "cam/a"), 2u);
     EXPECT_EQ(FrameRecorder::readFrame(recording, "cam/a", 1).getFrameData().at<uchar>(1, 1), 2);
     EXPECT_EQ(FrameRecorder::readFrame(recording, "cam/b", 0).getMetaData().get("gain")->value<double>(), 3.0);
-    const auto [usageCode, usageOut, usage] = Child("record " + endpoint + " " + file + " --frames 1 --seconds 1").finish();
+    const auto [usageCode, usageOut, usage] =
+        Child("record " + endpoint + " " + file + " --frames 1 --seconds 1").finish();
     EXPECT_EQ(usageCode, 2);
     EXPECT_EQ(usage.substr(0, usage.find('\n')), "zarvo-inspect: record takes --frames N or --seconds S, not both");
 }
