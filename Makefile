@@ -66,7 +66,7 @@ configure: deps
 build: configure
 	cmake --build $(BUILD) -j$(JOBS)
 
-test: build test-deps
+test: test-deps build
 	ctest --test-dir $(BUILD) --output-on-failure -j$(JOBS)
 
 # The whole suite under AddressSanitizer and UndefinedBehaviorSanitizer; the first
