@@ -23,11 +23,10 @@
 
 namespace zarvo::hdf5 {
 
-using exp::DataStorage;
 using exp::Frame;
 using exp::Variant;
 using internal::Handle;
-using Storage = DataStorage<std::string>;
+using Storage = exp::DataStorage<std::string>;
 using Compression = FrameRecorder::Compression;
 namespace h5 = internal::h5;
 

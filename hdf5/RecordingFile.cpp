@@ -18,12 +18,11 @@
 
 namespace zarvo::hdf5 {
 
-using exp::DataStorage;
 using exp::Frame;
 using exp::Variant;
 using exp::Variant_;
 using internal::Handle;
-using Storage = DataStorage<std::string>;
+using Storage = exp::DataStorage<std::string>;
 namespace h5 = internal::h5;
 
 static_assert(std::is_same_v<hid_t, std::int64_t>, "the header keeps HDF5 identifiers as int64");

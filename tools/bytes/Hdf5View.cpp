@@ -22,11 +22,10 @@ namespace inspect {
 namespace {
 
 using zarvo::Exception;
-using zarvo::exp::DataStorage;
 using zarvo::exp::UnixTime;
 using zarvo::hdf5::FrameRecorder;
 using zarvo::hdf5::RecordingFile;
-using Storage = DataStorage<std::string>;
+using Storage = zarvo::exp::DataStorage<std::string>;
 
 size_t number(const std::string& text, size_t otherwise, const std::string& range) {
     if (text.empty()) return otherwise;
